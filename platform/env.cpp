@@ -1,0 +1,214 @@
+// Environment of the host platform: bus directory, gateway profile, root directory, time-out
+// scale. Everything else in the library asks here instead of reading the environment itself.
+#include <json-c/json.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+
+#include "internal.h"
+#include "zx_host.h"
+
+#ifndef ZX_DEFAULT_PROFILE
+#define ZX_DEFAULT_PROFILE "profiles/default.json"
+#endif
+
+namespace zxp {
+namespace {
+
+std::mutex g_mutex;
+Environment* g_env = nullptr;
+
+// The parsed profile; replaced as a whole on reload and never freed while readers may hold it.
+json_object* g_profile = nullptr;
+std::string g_profileText;
+
+std::string getenv_or(const char* name, const std::string& fallback) {
+    const char* v = std::getenv(name);
+    return (v && *v) ? std::string(v) : fallback;
+}
+
+Environment* load_environment() {
+    auto* e = new Environment;
+    std::string defaultDir = (access("/dev/shm", W_OK) == 0 ? "/dev/shm/zxbus-" : "/tmp/zxbus-") +
+                             std::to_string(getuid());
+    e->busDir = getenv_or("ZX_BUS_DIR", defaultDir);
+    e->profilePath = getenv_or("ZX_PROFILE", ZX_DEFAULT_PROFILE);
+    e->root = getenv_or("ZX_ROOT", "");
+    while (e->root.size() > 1 && e->root.back() == '/') e->root.pop_back();
+    if (e->root == "/") e->root.clear();
+    e->procDir = getenv_or("ZX_PROC_DIR", "/proc");
+    e->procName = getenv_or("ZX_PROC_NAME", "");
+    e->timeoutScale = 1.0;
+    if (const char* s = std::getenv("ZX_TIMEOUT_SCALE")) {
+        char* end = nullptr;
+        double v = std::strtod(s, &end);
+        if (end != s && v > 0) e->timeoutScale = v;
+    }
+    return e;
+}
+
+void load_profile_locked() {
+    std::ifstream in(env().profilePath);
+    std::stringstream ss;
+    if (in) ss << in.rdbuf();
+    g_profileText = ss.str();
+    json_object* parsed = g_profileText.empty() ? nullptr : json_tokener_parse(g_profileText.c_str());
+    // The old object is leaked on purpose: a reader on another thread may still hold members of it.
+    g_profile = parsed;
+}
+
+json_object* profile_locked() {
+    static bool loaded = false;
+    if (!loaded) {
+        load_profile_locked();
+        loaded = true;
+    }
+    return g_profile;
+}
+
+json_object* profile_section(const char* section) {
+    json_object* root = profile_locked();
+    json_object* out = nullptr;
+    if (root && json_object_object_get_ex(root, section, &out)) return out;
+    return nullptr;
+}
+
+}  // namespace
+
+const Environment& env() {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    if (!g_env) g_env = load_environment();
+    return *g_env;
+}
+
+uint32_t ensure_bus_dir() {
+    const std::string& dir = env().busDir;
+    if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) return ZX_ERR_SYS;
+    struct stat st{};
+    if (stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return ZX_ERR_SYS;
+    if (st.st_uid != getuid()) {
+        errno = EACCES;
+        return ZX_ERR_SYS;
+    }
+    return ZX_OK;
+}
+
+uint32_t scaled_timeout_ms(uint32_t timeoutMs) {
+    if (timeoutMs == 0) return 0;
+    double v = timeoutMs * env().timeoutScale;
+    if (v < 1) return 1;
+    if (v > 4e9) return 4000000000u;
+    return static_cast<uint32_t>(v);
+}
+
+std::string map_interface(const std::string& gatewayName) {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    json_object* map = profile_section("interfaces");
+    json_object* v = nullptr;
+    if (map && json_object_object_get_ex(map, gatewayName.c_str(), &v) && json_object_is_type(v, json_type_string))
+        return json_object_get_string(v);
+    return gatewayName;
+}
+
+int feature_value(const std::string& name) {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    json_object* map = profile_section("features");
+    json_object* v = nullptr;
+    if (!map || !json_object_object_get_ex(map, name.c_str(), &v)) return -1;
+    if (json_object_is_type(v, json_type_boolean)) return json_object_get_boolean(v) ? 1 : 0;
+    if (json_object_is_type(v, json_type_int)) return json_object_get_int(v) ? 1 : 0;
+    return -1;
+}
+
+bool spec_value(const std::string& name, std::string& out) {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    json_object* map = profile_section("specs");
+    json_object* v = nullptr;
+    if (!map || !json_object_object_get_ex(map, name.c_str(), &v)) return false;
+    out = json_object_is_type(v, json_type_string) ? json_object_get_string(v) : json_object_to_json_string(v);
+    return true;
+}
+
+}  // namespace zxp
+
+namespace zxhost {
+
+std::string bus_dir() {
+    zxp::ensure_bus_dir();
+    return zxp::env().busDir;
+}
+
+std::string profile_path() { return zxp::env().profilePath; }
+
+double timeout_scale() { return zxp::env().timeoutScale; }
+
+std::string resolve_path(const std::string& gatewayPath) {
+    char buf[4096];
+    if (ZX_OS_ResolvePath(gatewayPath.c_str(), buf, sizeof buf) != ZX_OK) return gatewayPath;
+    return buf;
+}
+
+void reload_environment() {
+    {
+        std::lock_guard<std::mutex> lock(zxp::g_mutex);
+        // Readers may hold a reference to the old settings; they are kept alive on purpose.
+        zxp::g_env = zxp::load_environment();
+    }
+    profile_reload();
+}
+
+std::string profile_text() {
+    std::lock_guard<std::mutex> lock(zxp::g_mutex);
+    zxp::profile_locked();
+    return zxp::g_profileText;
+}
+
+void profile_reload() {
+    zxp::env();
+    std::lock_guard<std::mutex> lock(zxp::g_mutex);
+    zxp::profile_locked();
+    zxp::load_profile_locked();
+}
+
+std::string status_name(uint32_t status) {
+    switch (status) {
+#define ZX_NAME(code) \
+    case code:        \
+        return #code;
+        ZX_NAME(ZX_OK)
+        ZX_NAME(ZX_ERR_PARAM)
+        ZX_NAME(ZX_ERR_CUT)
+        ZX_NAME(ZX_ERR_NOMEM)
+        ZX_NAME(ZX_ERR_SYS)
+        ZX_NAME(ZX_ERR_NOT_FOUND)
+        ZX_NAME(ZX_ERR_CORRUPT)
+        ZX_NAME(ZX_ERR_NOSPACE)
+        ZX_NAME(ZX_ERR_UNSUPPORTED)
+        ZX_NAME(ZX_MSG_ERR_TIMEOUT)
+        ZX_NAME(ZX_MSG_ERR_NO_DEST)
+        ZX_NAME(ZX_MSG_ERR_TRANSPORT)
+        ZX_NAME(ZX_MSG_ERR_PEER)
+        ZX_NAME(ZX_MSG_ERR_TOO_BIG)
+        ZX_NAME(ZX_MSG_ERR_NO_HANDLER)
+        ZX_NAME(ZX_MSG_ERR_IN_USE)
+        ZX_NAME(ZX_MSG_ERR_NOT_INIT)
+        ZX_NAME(ZX_MSG_ERR_BAD_FRAME)
+        ZX_NAME(ZX_VDATA_ERR_BAD_ID)
+        ZX_NAME(ZX_VDATA_ERR_FULL)
+        ZX_NAME(ZX_VDATA_ERR_RANGE)
+        ZX_NAME(ZX_VDATA_ERR_ARENA)
+#undef ZX_NAME
+    }
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "0x%08X", status);
+    return buf;
+}
+
+}  // namespace zxhost

@@ -1,0 +1,40 @@
+// Shared pieces of the platform library's own sources (not installed, not for callers).
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "zx_platform.h"
+
+// Definition of an exported platform function.
+#define ZX_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace zxp {
+
+// Settings read from the environment once (and again on zxhost::reload_environment()).
+struct Environment {
+    std::string busDir;       // ZX_BUS_DIR or /dev/shm/zxbus-<uid> (/tmp when /dev/shm is missing)
+    std::string profilePath;  // ZX_PROFILE or the default profile of the source tree
+    std::string root;         // ZX_ROOT without a trailing '/', "" when unset
+    std::string procDir;      // ZX_PROC_DIR or /proc
+    std::string procName;     // ZX_PROC_NAME, "" when unset
+    double timeoutScale = 1.0;
+};
+
+const Environment& env();
+
+// Creates the bus directory (mode 0700) if needed and checks it belongs to us.
+// Returns ZX_OK or ZX_ERR_SYS.
+uint32_t ensure_bus_dir();
+
+// Time-out after ZX_TIMEOUT_SCALE, at least 1 ms for a non-zero input.
+uint32_t scaled_timeout_ms(uint32_t timeoutMs);
+
+// Host interface mapped from a gateway interface name by the profile ("br0" -> "lo").
+std::string map_interface(const std::string& gatewayName);
+
+// Value of a feature switch (-1 when unknown) and a specification text (false when unknown).
+int feature_value(const std::string& name);
+bool spec_value(const std::string& name, std::string& out);
+
+}  // namespace zxp

@@ -1,0 +1,152 @@
+// Host-only interface of the Linux platform library: what the gateway simulator, the tools, the
+// benchmarks and the tests need beyond the gateway's own platform calls. The bridge library never
+// includes this file.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "zx_platform.h"
+
+#define ZX_HOST_API __attribute__((visibility("default")))
+
+namespace zxhost {
+
+// ---------------------------------------------------------------------------------------------
+// Environment
+// ---------------------------------------------------------------------------------------------
+
+// Bus directory in use (ZX_BUS_DIR or the per-user default); created with mode 0700 on first use.
+ZX_HOST_API std::string bus_dir();
+// Path of the gateway profile in use (ZX_PROFILE or the default profile of the source tree).
+ZX_HOST_API std::string profile_path();
+// ZX_ROOT resolution of a gateway absolute path (see zx_os.h).
+ZX_HOST_API std::string resolve_path(const std::string& gatewayPath);
+// Factor applied to every bus time-out (ZX_TIMEOUT_SCALE, default 1).
+ZX_HOST_API double timeout_scale();
+// Re-reads the environment-derived settings above (tests change the environment between cases).
+ZX_HOST_API void reload_environment();
+// Name of a platform status code ("ZX_MSG_ERR_TIMEOUT"), or "0x%08X" for one that is not ours.
+ZX_HOST_API std::string status_name(uint32_t status);
+
+// ---------------------------------------------------------------------------------------------
+// Service side of the bus (the simulator's serving API)
+// ---------------------------------------------------------------------------------------------
+
+struct BusRequest {
+    ZX_MSG_HEAD_S head{};            // routing header, bytes as the caller sent them
+    uint32_t msgId = 0;
+    uint32_t mid = 0;                // module id argument of the call
+    bool oneWay = false;             // ZX_MSG_AsyncSendData: no answer is expected
+    uint32_t timeoutMs = 0;          // the caller's unscaled time-out (0 for one-way)
+    uint32_t replyCap = 0;           // the caller's reply capacity
+    uint32_t callerPid = 0;
+    std::span<const uint8_t> data;   // request bytes, valid during the handler call
+};
+
+struct BusAnswer {
+    uint32_t status = 0;             // returned to the caller unchanged
+    std::vector<uint8_t> data;       // cut to the caller's capacity by the bus
+    bool noReply = false;            // send nothing: the caller times out
+};
+
+using BusHandler = std::function<void(const BusRequest&, BusAnswer&)>;
+
+// An endpoint served by a handler. Each caller connection is served on its own thread, so callers
+// do not queue behind each other and a slow answer delays only its own caller; the handler must
+// therefore be safe to run concurrently.
+class ZX_HOST_API BusService {
+public:
+    // Creates the endpoint `name` (same name rules and errors as ZX_MSG_Init) and starts serving.
+    static uint32_t start(const std::string& name, BusHandler handler, std::unique_ptr<BusService>& out);
+    // Stops serving, closes every connection and removes the endpoint. Idempotent.
+    void stop();
+    ~BusService();
+    const std::string& name() const;
+
+    struct Impl;
+    explicit BusService(std::unique_ptr<Impl> impl);
+
+private:
+    std::unique_ptr<Impl> impl_;
+};
+
+// Sends one message with a routing header chosen by the caller (tests of the receiving side:
+// module id words, handlers). mid selects the handler at the destination.
+ZX_HOST_API uint32_t send_raw(const std::string& dest, const ZX_MSG_HEAD_S& head, uint32_t msgId, uint32_t mid,
+                              std::span<const uint8_t> data);
+
+// Drops this thread's cached bus connections (benchmarks and tests of reconnection).
+ZX_HOST_API void drop_thread_connections();
+
+// ---------------------------------------------------------------------------------------------
+// Traces
+// ---------------------------------------------------------------------------------------------
+
+struct TraceRecord {
+    enum Kind { Trace, LastWord, LastWord1 } kind = Trace;
+    uint32_t level = 0;
+    std::string file;  // "" for a NULL file
+    uint32_t line = 0;
+    uint32_t flag = 0;
+    std::string text;  // formatted trace text
+    uint32_t code = 0;
+    uint32_t data[4] = {0, 0, 0, 0};
+};
+
+// Starts capturing the records of this process in memory (clears earlier captures). Capture runs
+// beside the sink chosen by ZX_TRACE.
+ZX_HOST_API void trace_capture_start();
+// Returns the captured records and clears the capture (capture stays on).
+ZX_HOST_API std::vector<TraceRecord> trace_capture_take();
+ZX_HOST_API void trace_capture_stop();
+// Parses one line of a trace file (format in zx_dbg.h). False for a malformed line.
+ZX_HOST_API bool trace_parse_line(const std::string& line, TraceRecord& out);
+
+// ---------------------------------------------------------------------------------------------
+// Tracing allocator
+// ---------------------------------------------------------------------------------------------
+
+struct AllocRecord {
+    const void* ptr;
+    uint32_t size;
+    std::string file;
+    uint32_t line;
+};
+
+ZX_HOST_API uint64_t alloc_outstanding();                 // blocks handed out and not yet freed
+ZX_HOST_API std::vector<AllocRecord> alloc_list();        // those blocks, oldest first
+ZX_HOST_API uint64_t alloc_foreign_frees();               // ZX_OS_MemFreeD of blocks not ours
+// Fail the n-th allocation from now (1 = the next one); 0 cancels.
+ZX_HOST_API void alloc_fail_nth(uint64_t n);
+// Fail every allocation made from file:line (file compared as text) until cleared.
+ZX_HOST_API void alloc_fail_at(const std::string& file, uint32_t line);
+ZX_HOST_API void alloc_fail_clear();                      // cancels both kinds of fault
+ZX_HOST_API uint64_t alloc_failures_injected();           // count since process start
+
+// ---------------------------------------------------------------------------------------------
+// Shared data blocks
+// ---------------------------------------------------------------------------------------------
+
+struct VdataBlock {
+    uint32_t id;
+    uint32_t size;
+    uint32_t creatorPid;
+};
+
+// Blocks that exist in the arena now (of every process).
+ZX_HOST_API std::vector<VdataBlock> vdata_list();
+
+// ---------------------------------------------------------------------------------------------
+// Gateway profile
+// ---------------------------------------------------------------------------------------------
+
+// The profile's text (empty when it cannot be read) and a re-read after the file changed.
+ZX_HOST_API std::string profile_text();
+ZX_HOST_API void profile_reload();
+
+}  // namespace zxhost
