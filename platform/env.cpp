@@ -22,7 +22,8 @@
 namespace zxp {
 namespace {
 
-std::mutex g_mutex;
+std::mutex g_envMutex;      // guards g_env
+std::mutex g_profileMutex;  // guards the profile below
 Environment* g_env = nullptr;
 
 // The parsed profile; replaced as a whole on reload and never freed while readers may hold it.
@@ -64,11 +65,12 @@ void load_profile_locked() {
     g_profile = parsed;
 }
 
+bool g_profileLoaded = false;
+
 json_object* profile_locked() {
-    static bool loaded = false;
-    if (!loaded) {
+    if (!g_profileLoaded) {
         load_profile_locked();
-        loaded = true;
+        g_profileLoaded = true;
     }
     return g_profile;
 }
@@ -83,7 +85,7 @@ json_object* profile_section(const char* section) {
 }  // namespace
 
 const Environment& env() {
-    std::lock_guard<std::mutex> lock(g_mutex);
+    std::lock_guard<std::mutex> lock(g_envMutex);
     if (!g_env) g_env = load_environment();
     return *g_env;
 }
@@ -109,7 +111,7 @@ uint32_t scaled_timeout_ms(uint32_t timeoutMs) {
 }
 
 std::string map_interface(const std::string& gatewayName) {
-    std::lock_guard<std::mutex> lock(g_mutex);
+    std::lock_guard<std::mutex> lock(g_profileMutex);
     json_object* map = profile_section("interfaces");
     json_object* v = nullptr;
     if (map && json_object_object_get_ex(map, gatewayName.c_str(), &v) && json_object_is_type(v, json_type_string))
@@ -118,7 +120,7 @@ std::string map_interface(const std::string& gatewayName) {
 }
 
 int feature_value(const std::string& name) {
-    std::lock_guard<std::mutex> lock(g_mutex);
+    std::lock_guard<std::mutex> lock(g_profileMutex);
     json_object* map = profile_section("features");
     json_object* v = nullptr;
     if (!map || !json_object_object_get_ex(map, name.c_str(), &v)) return -1;
@@ -128,7 +130,7 @@ int feature_value(const std::string& name) {
 }
 
 bool spec_value(const std::string& name, std::string& out) {
-    std::lock_guard<std::mutex> lock(g_mutex);
+    std::lock_guard<std::mutex> lock(g_profileMutex);
     json_object* map = profile_section("specs");
     json_object* v = nullptr;
     if (!map || !json_object_object_get_ex(map, name.c_str(), &v)) return false;
@@ -157,7 +159,7 @@ std::string resolve_path(const std::string& gatewayPath) {
 
 void reload_environment() {
     {
-        std::lock_guard<std::mutex> lock(zxp::g_mutex);
+        std::lock_guard<std::mutex> lock(zxp::g_envMutex);
         // Readers may hold a reference to the old settings; they are kept alive on purpose.
         zxp::g_env = zxp::load_environment();
     }
@@ -165,16 +167,15 @@ void reload_environment() {
 }
 
 std::string profile_text() {
-    std::lock_guard<std::mutex> lock(zxp::g_mutex);
+    std::lock_guard<std::mutex> lock(zxp::g_profileMutex);
     zxp::profile_locked();
     return zxp::g_profileText;
 }
 
 void profile_reload() {
-    zxp::env();
-    std::lock_guard<std::mutex> lock(zxp::g_mutex);
-    zxp::profile_locked();
+    std::lock_guard<std::mutex> lock(zxp::g_profileMutex);
     zxp::load_profile_locked();
+    zxp::g_profileLoaded = true;
 }
 
 std::string status_name(uint32_t status) {
