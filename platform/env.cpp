@@ -11,6 +11,7 @@
 #include <fstream>
 #include <mutex>
 #include <sstream>
+#include <vector>
 
 #include "internal.h"
 #include "zx_host.h"
@@ -61,7 +62,9 @@ void load_profile_locked() {
     if (in) ss << in.rdbuf();
     g_profileText = ss.str();
     json_object* parsed = g_profileText.empty() ? nullptr : json_tokener_parse(g_profileText.c_str());
-    // The old object is leaked on purpose: a reader on another thread may still hold members of it.
+    // The old object stays alive: a reader on another thread may still hold members of it.
+    static std::vector<json_object*> retired;
+    if (g_profile) retired.push_back(g_profile);
     g_profile = parsed;
 }
 
@@ -160,7 +163,9 @@ std::string resolve_path(const std::string& gatewayPath) {
 void reload_environment() {
     {
         std::lock_guard<std::mutex> lock(zxp::g_envMutex);
-        // Readers may hold a reference to the old settings; they are kept alive on purpose.
+        // Readers may hold a reference to the old settings: they stay alive.
+        static std::vector<zxp::Environment*> retired;
+        if (zxp::g_env) retired.push_back(zxp::g_env);
         zxp::g_env = zxp::load_environment();
     }
     profile_reload();
