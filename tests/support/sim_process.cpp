@@ -90,6 +90,7 @@ testing::AssertionResult SimProcess::start() {
     pid_t pid = -1;
     int rc = posix_spawn(&pid, ZX_GATEWAYSIM, &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
+    writeEnd.reset();  // the child's exit must show as end of file on the read end
     if (rc != 0) return testing::AssertionFailure() << "cannot start " << ZX_GATEWAYSIM << ": " << strerror(rc);
     pid_ = pid;
     // Through syscall(): glibc 2.36 declares pidfd_open without C linkage for C++.

@@ -1,0 +1,191 @@
+// The control protocol: one JSON object per request line, {"op": NAME, ...}, answered by one JSON
+// object per line with "ok": true and the operation's members, or "ok": false and "error".
+//
+//   {"op":"ping"}                               -> "pid", "services": [names]
+//   {"op":"received"[,"service":S][,"clear":true]} -> "records": [...] (oldest first); with clear,
+//                                                  the records returned are forgotten
+//   {"op":"clear"}                              forgets every record
+//   {"op":"state","service":S}                  -> "state": the service's state
+//   {"op":"set","service":S,"state":{...}}      sets those top-level members -> "state"
+//   {"op":"inject","service":S,"msgId":N,"fault":"status"|"delay"|"noreply"|"crash"
+//        [,"value":N][,"times":N]}              value is the status or the delay in ms; times is
+//                                               how many calls it hits, 0 or absent: until cleared
+//   {"op":"inject_clear"[,"service":S][,"msgId":N]} -> "cleared": count
+//   {"op":"shutdown"}                           answers, then stops like SIGTERM
+//
+// Numbers (msgId, value, times) may also be texts in C notation ("0x4710304B"). A record is
+// {"service","seq","head":{"srcWord","srcName","midWord","dstName","tag","resv"},"msgId","mid",
+//  "oneWay","timeoutMs","replyCap","callerPid","data"[,"decoded"]} with resv and data in hex.
+#include <signal.h>
+#include <unistd.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "gateway.h"
+
+namespace zxsim {
+namespace {
+
+// An operation adds its members to the answer, or returns why it failed.
+using Failure = std::optional<std::string>;
+using OpFn = Failure (*)(Gateway&, json_object* req, json_object* answer);
+
+// The service named by the request's "service" member, which must be one served here.
+Service* requested_service(Gateway& gw, json_object* req, Failure& failure) {
+    const char* name = member_text(req, "service");
+    if (!name) {
+        failure = "missing \"service\"";
+        return nullptr;
+    }
+    Service* service = gw.find(name);
+    if (!service) failure = std::string("service \"") + name + "\" is not served here";
+    return service;
+}
+
+bool has_member(json_object* obj, const char* key) { return json_object_object_get_ex(obj, key, nullptr); }
+
+Failure op_ping(Gateway& gw, json_object*, json_object* answer) {
+    json_object* names = json_object_new_array();
+    for (const auto& service : gw.services()) json_object_array_add(names, json_object_new_string(service->name()));
+    json_object_object_add(answer, "pid", json_object_new_int(getpid()));
+    json_object_object_add(answer, "services", names);
+    return std::nullopt;
+}
+
+Failure op_received(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    const char* filter = nullptr;
+    if (has_member(req, "service")) {
+        Service* service = requested_service(gw, req, failure);
+        if (!service) return failure;
+        filter = service->name();
+    }
+    json_object* clear = nullptr;
+    bool clearing = json_object_object_get_ex(req, "clear", &clear) && json_object_get_boolean(clear);
+    json_object_object_add(answer, "records", gw.recorder().list(filter, clearing).release());
+    return std::nullopt;
+}
+
+Failure op_clear(Gateway& gw, json_object*, json_object*) {
+    gw.recorder().clear();
+    return std::nullopt;
+}
+
+Failure op_state(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    Service* service = requested_service(gw, req, failure);
+    if (!service) return failure;
+    json_object_object_add(answer, "state", service->state_copy().release());
+    return std::nullopt;
+}
+
+Failure op_set(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    Service* service = requested_service(gw, req, failure);
+    if (!service) return failure;
+    json_object* members = nullptr;
+    if (!json_object_object_get_ex(req, "state", &members) || !json_object_is_type(members, json_type_object))
+        return "\"state\" must be a JSON object";
+    service->merge_state(members);
+    json_object_object_add(answer, "state", service->state_copy().release());
+    return std::nullopt;
+}
+
+Failure op_inject(Gateway& gw, json_object* req, json_object*) {
+    Failure failure;
+    Service* service = requested_service(gw, req, failure);
+    if (!service) return failure;
+    std::optional<uint32_t> msgId = member_u32(req, "msgId");
+    if (!msgId) return "\"msgId\" must be a 32-bit number";
+    const char* kindName = member_text(req, "fault");
+    std::optional<FaultKind> kind = kindName ? fault_kind(kindName) : std::nullopt;
+    if (!kind) return "\"fault\" must be one of status, delay, noreply, crash";
+
+    Fault fault{*kind, 0, 0};
+    if (*kind == FaultKind::Status || *kind == FaultKind::Delay) {
+        std::optional<uint32_t> value = member_u32(req, "value");
+        if (!value) return "\"value\" must be a 32-bit number (the status or the delay in ms)";
+        fault.value = *value;
+    }
+    if (has_member(req, "times")) {
+        std::optional<uint32_t> times = member_u32(req, "times");
+        if (!times) return "\"times\" must be a 32-bit number";
+        fault.times = *times;
+    }
+    gw.faults().inject(service->name(), *msgId, fault);
+    return std::nullopt;
+}
+
+Failure op_inject_clear(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    std::optional<std::string> serviceName;
+    if (has_member(req, "service")) {
+        Service* service = requested_service(gw, req, failure);
+        if (!service) return failure;
+        serviceName = service->name();
+    }
+    std::optional<uint32_t> msgId;
+    if (has_member(req, "msgId") && !(msgId = member_u32(req, "msgId"))) return "\"msgId\" must be a 32-bit number";
+    size_t cleared = gw.faults().clear(serviceName, msgId);
+    json_object_object_add(answer, "cleared", json_object_new_int64(static_cast<int64_t>(cleared)));
+    return std::nullopt;
+}
+
+Failure op_shutdown(Gateway&, json_object*, json_object*) {
+    // main() waits for SIGTERM; the answer line is written before the control thread is stopped.
+    kill(getpid(), SIGTERM);
+    return std::nullopt;
+}
+
+struct Op {
+    const char* name;
+    OpFn run;
+};
+
+constexpr Op kOps[] = {
+    {"ping", op_ping},   {"received", op_received},         {"clear", op_clear},       {"state", op_state},
+    {"set", op_set},     {"inject", op_inject},             {"inject_clear", op_inject_clear},
+    {"shutdown", op_shutdown},
+};
+
+const Op* find_op(std::string_view name) {
+    for (const Op& op : kOps)
+        if (name == op.name) return &op;
+    return nullptr;
+}
+
+std::string error_line(const std::string& text) {
+    JsonPtr answer(json_object_new_object());
+    json_object_object_add(answer.get(), "ok", json_object_new_boolean(false));
+    json_object_object_add(answer.get(), "error", json_object_new_string(text.c_str()));
+    return json_line(answer.get());
+}
+
+}  // namespace
+
+std::string Gateway::control(std::string_view line) {
+    std::unique_ptr<json_tokener, decltype(&json_tokener_free)> tok(json_tokener_new(), json_tokener_free);
+    JsonPtr req(json_tokener_parse_ex(tok.get(), line.data(), static_cast<int>(line.size())));
+    json_tokener_error parseError = json_tokener_get_error(tok.get());
+    if (parseError == json_tokener_continue) return error_line("malformed JSON: the line ends inside a value");
+    if (parseError != json_tokener_success)
+        return error_line(std::string("malformed JSON: ") + json_tokener_error_desc(parseError));
+    // Text after the value (a second object on the line, junk) makes the line malformed too.
+    if (line.find_first_not_of(" \t", json_tokener_get_parse_end(tok.get())) != std::string_view::npos)
+        return error_line("malformed JSON: text after the value");
+    if (!json_object_is_type(req.get(), json_type_object)) return error_line("the request must be a JSON object");
+
+    const char* opName = member_text(req.get(), "op");
+    if (!opName) return error_line("missing \"op\"");
+    const Op* op = find_op(opName);
+    if (!op) return error_line(std::string("unknown op \"") + opName + "\"");
+
+    JsonPtr answer(json_object_new_object());
+    json_object_object_add(answer.get(), "ok", json_object_new_boolean(true));
+    if (Failure failure = op->run(*this, req.get(), answer.get())) return error_line(*failure);
+    return json_line(answer.get());
+}
+
+}  // namespace zxsim

@@ -1,0 +1,33 @@
+// Small json-c helpers shared by the simulator's sources.
+#pragma once
+
+#include <json-c/json.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace zxsim {
+
+struct JsonPut {
+    void operator()(json_object* obj) const { json_object_put(obj); }
+};
+// One reference to a json-c object, dropped on destruction.
+using JsonPtr = std::unique_ptr<json_object, JsonPut>;
+
+// Lower-case hex text of the bytes.
+std::string to_hex(std::span<const uint8_t> bytes);
+
+// Member `key` as a 32-bit word: a JSON integer 0 .. 0xFFFFFFFF, or a text in C notation
+// ("0x4710304B", "17"), so that message ids and statuses can be written either way.
+std::optional<uint32_t> member_u32(json_object* obj, const char* key);
+
+// Member `key` when it is a JSON text, else nullptr.
+const char* member_text(json_object* obj, const char* key);
+
+// The object as one line of plain JSON (json-c escapes control characters inside texts).
+std::string json_line(json_object* obj);
+
+}  // namespace zxsim

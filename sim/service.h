@@ -1,0 +1,140 @@
+// A simulated service: its state, its command table and the path every request takes through it
+// (record, injected fault, command).
+//
+// Adding a command is one table entry in the service's svc_<name>.cpp plus its handler:
+//
+//     void get_loid(Call& call) { ... }
+//     constexpr std::initializer_list<Command> kCommands{
+//         {0x4710304B, "GetLoid", get_loid},
+//     };
+//
+// Tables are kept sorted by message id (checked at compile time) and searched by bisection.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "faults.h"
+#include "json_util.h"
+#include "recorder.h"
+#include "sim_status.h"
+#include "zx_host.h"
+
+namespace zxsim {
+
+class Call;
+using CommandFn = void (*)(Call&);
+
+struct Command {
+    uint32_t msgId;
+    const char* name;
+    CommandFn run;
+};
+
+// True when the table is in strictly ascending message-id order (no id twice).
+consteval bool commands_sorted(std::initializer_list<Command> table) {
+    const Command* prev = nullptr;
+    for (const Command& c : table) {
+        if (prev && prev->msgId >= c.msgId) return false;
+        prev = &c;
+    }
+    return true;
+}
+
+struct ServiceDef {
+    const char* name;
+    std::span<const Command> commands;
+    // Serves message ids that have no command; nullptr answers ZX_SIM_ERR_UNKNOWN_MSG.
+    CommandFn fallback = nullptr;
+};
+
+// The command with that message id, or nullptr.
+const Command* find_command(std::span<const Command> table, uint32_t msgId);
+
+class Service {
+public:
+    Service(const ServiceDef& def, JsonPtr state, Recorder& recorder, Faults& faults);
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    const char* name() const { return def_.name; }
+    // The bus handler: may run on several connection threads at once.
+    void handle(const zxhost::BusRequest& req, zxhost::BusAnswer& answer);
+
+    // Runs fn(json_object* state) with the state locked; fn must not keep the pointer.
+    template <class Fn>
+    decltype(auto) with_state(Fn&& fn) {
+        std::lock_guard lock(stateMutex_);
+        return fn(state_.get());
+    }
+    // A copy of the state, safe to use after the lock is gone.
+    JsonPtr state_copy();
+    // Sets every top-level member of `members` in the state (copies; members keeps its own).
+    void merge_state(json_object* members);
+
+private:
+    void run_command(Call& call);
+
+    const ServiceDef& def_;
+    std::mutex stateMutex_;
+    JsonPtr state_;
+    Recorder& recorder_;
+    Faults& faults_;
+};
+
+// One request on its way through a command: the request, the answer being built, the service's
+// state and what the command decoded for the record.
+class Call {
+public:
+    Call(Service& service, const zxhost::BusRequest& req, zxhost::BusAnswer& answer)
+        : service_(service), req_(req), answer_(answer) {}
+
+    const zxhost::BusRequest& request() const { return req_; }
+    Service& service() { return service_; }
+
+    // Reads the record T at offset of the request. A request too short for it is answered
+    // ZX_SIM_ERR_BAD_REQUEST and false returned, so a command just returns.
+    template <class T>
+    [[nodiscard]] bool read(T& out, size_t offset = 0) {
+        static_assert(std::is_trivially_copyable_v<T>, "request records are plain structs");
+        if (offset > req_.data.size() || req_.data.size() - offset < sizeof(T)) {
+            fail(ZX_SIM_ERR_BAD_REQUEST);
+            return false;
+        }
+        std::memcpy(&out, req_.data.data() + offset, sizeof(T));
+        return true;
+    }
+
+    // A text member of the service's state ("" when missing; a number or boolean as its text).
+    std::string state_text(const char* key);
+
+    // Answers status 0 with `text` and its NUL, cut so that text and NUL fit the caller's reply room.
+    void reply_text(std::string_view text);
+    // Answers status 0 with the bytes (the bus cuts them to the caller's reply room).
+    void reply_bytes(std::span<const uint8_t> bytes);
+    template <class T>
+    void reply_record(const T& record) {
+        static_assert(std::is_trivially_copyable_v<T>, "reply records are plain structs");
+        reply_bytes({reinterpret_cast<const uint8_t*>(&record), sizeof record});
+    }
+    // Answers `status` with no data.
+    void fail(uint32_t status);
+
+    // Stores what the command read from the request (a shared-block payload, ...) in its record.
+    void set_decoded(JsonPtr decoded) { decoded_ = std::move(decoded); }
+    JsonPtr take_decoded() { return std::move(decoded_); }
+
+private:
+    Service& service_;
+    const zxhost::BusRequest& req_;
+    zxhost::BusAnswer& answer_;
+    JsonPtr decoded_;
+};
+
+}  // namespace zxsim

@@ -1,0 +1,22 @@
+// The event centre endpoint: takes every event the platform raises. The event id travels as the
+// message id and the event's record as the data, both kept by the recorder; nothing else happens.
+#include "services.h"
+#include "zx_eventcenter.h"
+
+namespace zxsim {
+namespace {
+
+void accept_event(Call& call) { call.reply_bytes({}); }
+
+// Events that need more than the record kept (none yet).
+constexpr std::initializer_list<Command> kCommands{};
+static_assert(commands_sorted(kCommands));
+
+}  // namespace
+
+const ServiceDef& eventcenter_service() {
+    static const ServiceDef kDef{ZX_EVENTCENTER_ENDPOINT, {kCommands.begin(), kCommands.size()}, accept_event};
+    return kDef;
+}
+
+}  // namespace zxsim
