@@ -13,7 +13,9 @@ import sys
 
 
 def run(exe, repetitions, flt):
+    # Interleaving spreads changes of machine load over subject and baseline alike.
     cmd = [exe, "--benchmark_format=json", f"--benchmark_repetitions={repetitions}",
+           "--benchmark_enable_random_interleaving=true",
            "--benchmark_report_aggregates_only=true"]
     if flt:
         cmd.append(f"--benchmark_filter={flt}")

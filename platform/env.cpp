@@ -63,8 +63,8 @@ void load_profile_locked() {
     g_profileText = ss.str();
     json_object* parsed = g_profileText.empty() ? nullptr : json_tokener_parse(g_profileText.c_str());
     // The old object stays alive: a reader on another thread may still hold members of it.
-    static std::vector<json_object*> retired;
-    if (g_profile) retired.push_back(g_profile);
+    static auto* retired = new std::vector<json_object*>;  // never destroyed: outlives exit
+    if (g_profile) retired->push_back(g_profile);
     g_profile = parsed;
 }
 
@@ -164,8 +164,8 @@ void reload_environment() {
     {
         std::lock_guard<std::mutex> lock(zxp::g_envMutex);
         // Readers may hold a reference to the old settings: they stay alive.
-        static std::vector<zxp::Environment*> retired;
-        if (zxp::g_env) retired.push_back(zxp::g_env);
+        static auto* retired = new std::vector<zxp::Environment*>;  // never destroyed: outlives exit
+        if (zxp::g_env) retired->push_back(zxp::g_env);
         zxp::g_env = zxp::load_environment();
     }
     profile_reload();

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, starts the simulated gateway and runs the demo.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh
+scripts/build.sh release
+
+# A private bus directory, so the demo never meets another user's gateway.
+export ZX_BUS_DIR=$(mktemp -d /dev/shm/zxbus-demo-XXXXXX 2>/dev/null || mktemp -d)
+sim_out=$(mktemp)
+cleanup() {
+  [ -n "${sim_pid:-}" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null
+  rm -rf "$ZX_BUS_DIR" "$sim_out"
+}
+trap cleanup EXIT
+
+build/bin/gatewaysim >"$sim_out" 2>&1 &
+sim_pid=$!
+for _ in $(seq 100); do
+  grep -q "gatewaysim ready" "$sim_out" && break
+  kill -0 "$sim_pid" 2>/dev/null || { cat "$sim_out"; exit 1; }
+  sleep 0.1
+done
+grep -q "gatewaysim ready" "$sim_out" || { echo "gatewaysim did not start"; cat "$sim_out"; exit 1; }
+
+build/bin/gatewaytour
