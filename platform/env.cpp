@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -23,9 +24,9 @@
 namespace zxp {
 namespace {
 
-std::mutex g_envMutex;      // guards g_env
+std::mutex g_envMutex;      // serialises replacing g_env; readers load it without a lock
 std::mutex g_profileMutex;  // guards the profile below
-Environment* g_env = nullptr;
+std::atomic<Environment*> g_env{nullptr};
 
 // The parsed profile; replaced as a whole on reload and never freed while readers may hold it.
 json_object* g_profile = nullptr;
@@ -87,10 +88,16 @@ json_object* profile_section(const char* section) {
 
 }  // namespace
 
+// Read on every bus call by every calling thread, so it takes no lock once loaded.
 const Environment& env() {
+    if (Environment* e = g_env.load(std::memory_order_acquire)) return *e;
     std::lock_guard<std::mutex> lock(g_envMutex);
-    if (!g_env) g_env = load_environment();
-    return *g_env;
+    Environment* e = g_env.load(std::memory_order_relaxed);
+    if (!e) {
+        e = load_environment();
+        g_env.store(e, std::memory_order_release);
+    }
+    return *e;
 }
 
 uint32_t ensure_bus_dir() {
@@ -165,8 +172,8 @@ void reload_environment() {
         std::lock_guard<std::mutex> lock(zxp::g_envMutex);
         // Readers may hold a reference to the old settings: they stay alive.
         static auto* retired = new std::vector<zxp::Environment*>;  // never destroyed: outlives exit
-        if (zxp::g_env) retired->push_back(zxp::g_env);
-        zxp::g_env = zxp::load_environment();
+        if (zxp::Environment* old = zxp::g_env.load()) retired->push_back(old);
+        zxp::g_env.store(zxp::load_environment(), std::memory_order_release);
     }
     profile_reload();
 }
