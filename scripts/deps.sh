@@ -7,6 +7,7 @@ packages=(
   libjson-c-dev liblz4-dev libzstd-dev zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   openjdk-17-jdk-headless junit5
+  clang libclang-rt-14-dev
 )
 
 missing=()

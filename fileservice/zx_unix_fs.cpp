@@ -1,0 +1,145 @@
+// Natives of ZxUnixFileSystem: thin wrappers over the system's POSIX calls. A path that cannot be
+// converted makes a native answer false, 0 or null at once; nothing throws, nothing is kept.
+#include <dirent.h>
+#include <jni.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem.h"
+#include "scoped.h"
+#include "zx_fileservice.h"
+
+namespace {
+
+constexpr jint kExists = 0x01;
+constexpr jint kRegular = 0x02;
+constexpr jint kDirectory = 0x04;
+constexpr size_t kNameTable = 65534;  // names one listing takes at most
+constexpr size_t kNameMax = 255;
+
+using zxjni::JavaText;
+
+}  // namespace
+
+#define ZX_FS_NATIVE(ret, name) \
+    extern "C" JNIEXPORT ret JNICALL Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_##name
+
+ZX_FS_NATIVE(jboolean, checkAccess)(JNIEnv* env, jobject, jstring jpath, jint mode) {
+    JavaText path(env, jpath);
+    if (!path) return JNI_FALSE;
+    return access(path.get(), mode) == 0 ? JNI_TRUE : JNI_FALSE;
+}
+
+// The link itself is examined, never its target.
+ZX_FS_NATIVE(jint, getBooleanAttributes)(JNIEnv* env, jobject, jstring jpath) {
+    JavaText path(env, jpath);
+    struct stat st{};
+    if (!path || lstat(path.get(), &st) != 0) return 0;
+    if (S_ISREG(st.st_mode)) return kExists | kRegular;
+    if (S_ISDIR(st.st_mode)) return kExists | kDirectory;
+    return kExists;
+}
+
+// Seconds as a signed 32-bit value, times 1000.
+ZX_FS_NATIVE(jlong, getLastModifiedTime)(JNIEnv* env, jobject, jstring jpath) {
+    JavaText path(env, jpath);
+    struct stat st{};
+    if (!path || lstat(path.get(), &st) != 0) return 0;
+    return static_cast<jlong>(static_cast<int32_t>(st.st_mtime)) * 1000;
+}
+
+// The size as a signed 32-bit value: files of 2 GiB and more read negative.
+ZX_FS_NATIVE(jlong, getLength)(JNIEnv* env, jobject, jstring jpath) {
+    JavaText path(env, jpath);
+    struct stat st{};
+    if (!path || lstat(path.get(), &st) != 0) return 0;
+    return static_cast<jlong>(static_cast<int32_t>(st.st_size));
+}
+
+ZX_FS_NATIVE(jboolean, delete)(JNIEnv* env, jobject, jstring jpath) {
+    JavaText path(env, jpath);
+    if (!path) return JNI_FALSE;
+    return std::remove(path.get()) == 0 ? JNI_TRUE : JNI_FALSE;
+}
+
+ZX_FS_NATIVE(jobjectArray, list)(JNIEnv* env, jobject, jstring jpath) {
+    JavaText path(env, jpath);
+    if (!path) return nullptr;
+    DIR* dir = opendir(path.get());
+    if (!dir) {
+        std::perror("Open dir error...");
+        return nullptr;
+    }
+    auto** names = static_cast<char**>(std::calloc(kNameTable, sizeof(char*)));
+    if (!names) {
+        closedir(dir);
+        std::perror("Malloc failed...");
+        return nullptr;
+    }
+    size_t count = 0;
+    while (count < kNameTable) {
+        struct dirent* e = readdir(dir);
+        if (!e) break;
+        const char* name = e->d_name;
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
+        size_t len = std::strlen(name);
+        if (len > kNameMax) continue;
+        auto* copy = static_cast<char*>(std::malloc(len + 1));
+        if (!copy) continue;
+        std::memcpy(copy, name, len + 1);
+        names[count++] = copy;
+    }
+    closedir(dir);
+
+    jobjectArray result = nullptr;
+    jclass stringClass = env->FindClass("java/lang/String");
+    if (stringClass) result = env->NewObjectArray(static_cast<jsize>(count), stringClass, nullptr);
+    if (env->ExceptionCheck()) {
+        env->ExceptionClear();
+        result = nullptr;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        if (result) {
+            jstring name = char2jstring(env, names[i]);
+            env->SetObjectArrayElement(result, static_cast<jsize>(i), name);
+            if (name) env->DeleteLocalRef(name);  // one listing may hold 65534 names
+        }
+        std::free(names[i]);
+    }
+    if (stringClass) env->DeleteLocalRef(stringClass);
+    std::free(names);
+    return result;
+}
+
+ZX_FS_NATIVE(jboolean, createDirectory)(JNIEnv* env, jobject, jstring jpath) {
+    JavaText path(env, jpath);
+    if (!path) return JNI_FALSE;
+    return mkdir(path.get(), 0775) == 0 ? JNI_TRUE : JNI_FALSE;
+}
+
+ZX_FS_NATIVE(jboolean, rename)(JNIEnv* env, jobject, jstring jfrom, jstring jto) {
+    JavaText from(env, jfrom);
+    JavaText to(env, jto);
+    if (!from || !to) return JNI_FALSE;
+    return std::rename(from.get(), to.get()) == 0 ? JNI_TRUE : JNI_FALSE;
+}
+
+// The result buffer holds the path's own length, so a canonical form longer than the path (a
+// path without "/") is cut by the bounded appends.
+ZX_FS_NATIVE(jstring, canonicalize0)(JNIEnv* env, jobject, jstring jpath) {
+    JavaText path(env, jpath);
+    if (!path) return nullptr;
+    size_t size = std::strlen(path.get()) + 1;
+    auto* out = static_cast<char*>(std::calloc(1, size));
+    if (!out) return nullptr;
+    jstring result = canonicalize(path.get(), out, static_cast<uint32_t>(size)) == 0 ? char2jstring(env, out) : nullptr;
+    std::free(out);
+    return result;
+}
+
+// Nothing to look up: no class, field or method IDs are kept.
+ZX_FS_NATIVE(void, initIDs)(JNIEnv*, jclass) {}
