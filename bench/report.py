@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs every benchmark executable in a directory and prints the ratios against the baselines
-measured in the same run.
+"""Runs every benchmark executable in a directory, then the Java benchmark of the same build
+against a simulated gateway, and prints the ratios against the baselines measured in the same run.
 
 usage: report.py BENCH_DIR [--repetitions N] [--filter REGEX]
 """
@@ -8,8 +8,10 @@ import argparse
 import json
 import os
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
 
 def run(exe, repetitions, flt):
@@ -20,12 +22,54 @@ def run(exe, repetitions, flt):
     if flt:
         cmd.append(f"--benchmark_filter={flt}")
     out = subprocess.run(cmd, check=True, capture_output=True, text=True).stdout
+    return medians_of(out)
+
+
+def medians_of(out):
     medians = {}
+    if not out.strip():  # a filter that matches none of an executable's benchmarks
+        return medians
     for b in json.loads(out)["benchmarks"]:
         if b.get("aggregate_name") == "median":
             # UseRealTime() appends "/real_time" to the name; pair on the name without it.
             medians[b["run_name"].replace("/real_time", "")] = b
     return medians
+
+
+JAVA_BENCH = "BM_JavaSysGetLoid"
+
+
+def run_java(build_dir, repetitions, flt):
+    """sysGetLoid from Java (java/bench) against gatewaysim on a private bus directory; its
+    output has Google Benchmark's JSON form."""
+    if flt and not re.search(flt, f"{JAVA_BENCH}/4/threads:1"):
+        return {}
+    java_dir = os.path.join(build_dir, "java")
+    jars = [os.path.join(java_dir, "zxbench.jar"), os.path.join(java_dir, "zxdeviceservice.jar")]
+    sim = os.path.join(build_dir, "bin", "gatewaysim")
+    java = shutil.which("java")
+    missing = [p for p in jars + [sim] if not os.path.exists(p)] + ([] if java else ["java"])
+    if missing:
+        print(f"Java benchmark skipped, missing: {' '.join(missing)}", file=sys.stderr)
+        return {}
+    print("running the Java benchmark (LoidBench) ...", file=sys.stderr)
+    bus = tempfile.mkdtemp(prefix="zxbus-jbench-", dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
+    env = dict(os.environ, ZX_BUS_DIR=bus, ZX_TRACE="off")
+    for name in ("ZX_TIMEOUT_SCALE", "ZX_PROC_NAME", "ZX_PROC_DIR"):
+        env.pop(name, None)
+    proc = subprocess.Popen([sim], env=env, stdout=subprocess.PIPE, text=True)
+    try:
+        ready = proc.stdout.readline()
+        if not ready.startswith("gatewaysim ready"):
+            raise RuntimeError(f"gatewaysim did not start: {ready!r}")
+        cmd = [java, f"-Djava.library.path={os.path.join(build_dir, 'lib')}", "-cp", ":".join(jars),
+               "com.zentrix.nodalis.bench.LoidBench", "--runs", str(repetitions)]
+        out = subprocess.run(cmd, env=env, check=True, capture_output=True, text=True).stdout
+    finally:
+        proc.terminate()
+        proc.wait(timeout=30)
+        shutil.rmtree(bus, ignore_errors=True)
+    return medians_of(out)
 
 
 def seconds(b):
@@ -50,6 +94,7 @@ def main():
         if name.startswith("bench_") and os.access(path, os.X_OK) and os.path.isfile(path):
             print(f"running {name} ...", file=sys.stderr)
             results.update(run(path, args.repetitions, args.filter))
+    results.update(run_java(os.path.dirname(os.path.abspath(args.bench_dir)), args.repetitions, args.filter))
 
     rows = []  # (what, subject, baseline, ratio, target text, ok)
 
@@ -90,9 +135,10 @@ def main():
             label = results[run_name].get("label", m.group(3))
             pair(f"{m.group(1)} {m.group(2).lower()} vs LZ4 alone, {label}", run_name, base, "time")
     for run_name in sorted(results):
-        m = re.match(r"BM_Java(\w+)/(.*)", run_name)
-        if m and f"BM_BusRoundTrip/{m.group(2)}" in results:
-            pair(f"Java {m.group(1)} vs bus round trip", run_name, f"BM_BusRoundTrip/{m.group(2)}", "rate")
+        m = re.match(r"BM_Java(\w+)/(\d+)/threads:(\d+)", run_name)
+        if m:
+            pair(f"{m.group(1)} from Java vs bus round trip, {m.group(2)} B, {m.group(3)} thread(s) (calls/s)",
+                 run_name, f"BM_BusRoundTrip/{m.group(2)}/threads:{m.group(3)}", "rate")
 
     width = max((len(r[0]) for r in rows), default=20)
     print(f"{'measurement'.ljust(width)}  {'ratio':>7}  {'target':>7}  detail")

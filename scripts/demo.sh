@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, starts the simulated gateway and runs the demo.
+# Installs what is missing, builds, starts the simulated gateway and runs the Java demo against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
@@ -23,4 +23,12 @@ for _ in $(seq 100); do
 done
 grep -q "gatewaysim ready" "$sim_out" || { echo "gatewaysim did not start"; cat "$sim_out"; exit 1; }
 
+# The Java side, as a plug-in sees it: JVM -> bridge -> bus -> simulated gateway.
+echo "== Java demo (com.zentrix.nodalis.demo.BridgeDemo)"
+java -Djava.library.path=build/lib -cp build/java/zxdeviceservice.jar:build/java/zxdemo.jar \
+  com.zentrix.nodalis.demo.BridgeDemo
+
+# The same gateway seen from the platform library alone: every simulated service answers.
+echo
+echo "== platform tour (build/bin/gatewaytour)"
 build/bin/gatewaytour

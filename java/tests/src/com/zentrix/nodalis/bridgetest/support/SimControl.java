@@ -1,0 +1,145 @@
+package com.zentrix.nodalis.bridgetest.support;
+
+import com.google.gson.Gson;
+import com.google.gson.GsonBuilder;
+import com.google.gson.JsonArray;
+import com.google.gson.JsonElement;
+import com.google.gson.JsonObject;
+import com.google.gson.JsonParser;
+import java.io.ByteArrayOutputStream;
+import java.io.IOException;
+import java.net.StandardProtocolFamily;
+import java.net.UnixDomainSocketAddress;
+import java.nio.ByteBuffer;
+import java.nio.channels.SelectionKey;
+import java.nio.channels.Selector;
+import java.nio.channels.SocketChannel;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Path;
+
+/**
+ * The simulator's control socket (&lt;bus dir&gt;/gatewaysim.ctl): one JSON request per line, one
+ * JSON answer per line, on one connection kept for the life of the object. Operations that must
+ * succeed throw when the simulator answers "ok": false.
+ */
+public final class SimControl implements AutoCloseable {
+    private static final long ANSWER_TIMEOUT_MS = 30_000;
+    private static final Gson GSON = new GsonBuilder().disableHtmlEscaping().create();
+
+    private final SocketChannel channel;
+    private final Selector selector;
+    private final ByteArrayOutputStream pending = new ByteArrayOutputStream();
+
+    public SimControl(Path socket) throws IOException {
+        channel = SocketChannel.open(StandardProtocolFamily.UNIX);
+        channel.connect(UnixDomainSocketAddress.of(socket));
+        channel.configureBlocking(false);
+        selector = Selector.open();
+        channel.register(selector, SelectionKey.OP_READ);
+    }
+
+    public static SimControl connect() throws IOException {
+        return new SimControl(TestEnv.busDir().resolve("gatewaysim.ctl"));
+    }
+
+    /** Sends one request and returns the answer as it came, "ok" false included. */
+    public JsonObject request(JsonObject req) throws IOException {
+        ByteBuffer out = ByteBuffer.wrap((GSON.toJson(req) + "\n").getBytes(StandardCharsets.UTF_8));
+        while (out.hasRemaining()) channel.write(out);
+        return JsonParser.parseString(readLine()).getAsJsonObject();
+    }
+
+    /** A request that must succeed; its answer. */
+    public JsonObject ok(JsonObject req) throws IOException {
+        JsonObject answer = request(req);
+        if (!answer.has("ok") || !answer.get("ok").getAsBoolean()) {
+            throw new IOException("simulator refused " + GSON.toJson(req) + ": " + answer);
+        }
+        return answer;
+    }
+
+    /** What {@code service} received since the last clear, oldest first. */
+    public JsonArray received(String service) throws IOException {
+        JsonObject req = op("received");
+        req.addProperty("service", service);
+        return ok(req).getAsJsonArray("records");
+    }
+
+    public void clearRecords() throws IOException {
+        ok(op("clear"));
+    }
+
+    public JsonObject state(String service) throws IOException {
+        JsonObject req = op("state");
+        req.addProperty("service", service);
+        return ok(req).getAsJsonObject("state");
+    }
+
+    /** Sets one top-level member of a service's state. */
+    public void set(String service, String member, JsonElement value) throws IOException {
+        JsonObject state = new JsonObject();
+        state.add(member, value);
+        setState(service, state);
+    }
+
+    /** Sets the top-level members of {@code state} in a service's state. */
+    public void setState(String service, JsonObject state) throws IOException {
+        JsonObject req = op("set");
+        req.addProperty("service", service);
+        req.add("state", state);
+        ok(req);
+    }
+
+    /**
+     * Makes the next {@code times} calls of a command ("status" answers {@code value} as the status,
+     * "delay" answers late by {@code value} ms, "noreply" never answers); times 0 means every call.
+     */
+    public void inject(String service, long msgId, String fault, long value, int times) throws IOException {
+        JsonObject req = op("inject");
+        req.addProperty("service", service);
+        req.addProperty("msgId", msgId);
+        req.addProperty("fault", fault);
+        req.addProperty("value", value);
+        req.addProperty("times", times);
+        ok(req);
+    }
+
+    public void clearFaults() throws IOException {
+        ok(op("inject_clear"));
+    }
+
+    private static JsonObject op(String name) {
+        JsonObject req = new JsonObject();
+        req.addProperty("op", name);
+        return req;
+    }
+
+    private String readLine() throws IOException {
+        long deadline = System.currentTimeMillis() + ANSWER_TIMEOUT_MS;
+        ByteBuffer in = ByteBuffer.allocate(65536);
+        for (;;) {
+            byte[] bytes = pending.toByteArray();
+            for (int i = 0; i < bytes.length; i++) {
+                if (bytes[i] == '\n') {
+                    pending.reset();
+                    pending.write(bytes, i + 1, bytes.length - i - 1);
+                    return new String(bytes, 0, i, StandardCharsets.UTF_8);
+                }
+            }
+            long left = deadline - System.currentTimeMillis();
+            if (left <= 0) throw new IOException("the simulator did not answer within " + ANSWER_TIMEOUT_MS + " ms");
+            selector.select(left);
+            selector.selectedKeys().clear();
+            in.clear();
+            int n = channel.read(in);
+            if (n < 0) throw new IOException("the simulator closed the control connection");
+            pending.write(in.array(), 0, n);
+        }
+    }
+
+    @Override
+    public void close() throws IOException {
+        selector.close();
+        channel.close();
+    }
+}
