@@ -1,0 +1,101 @@
+// What libzxjavabridge.so exports: exactly the functions, globals and Java natives other code and
+// the VM may look up, nothing more. A unit that adds one adds it to this list.
+#include <elf.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "elf_symbols.h"
+#include "zx_bridge.h"
+
+namespace {
+
+const std::set<std::string> kFunctions = {
+    // Remote calls, shared-block transfer, Java strings
+    "L2TP_MSG_RpcCall_JNI", "L2TP_APPM_MSG_RpcCall", "L2TP_CWMP_MSG_RpcCall", "ZEL_JNI_MSG_RpcCall",
+    "TERN_JNI_MSG_RpcCall", "VOICE_JNI_MSG_RpcCall", "APPM_JNI_MSG_RpcCall", "USB_JNI_MSG_RpcCall",
+    "OSGi_JNI_MSG_RpcCall", "ZEL_WIFI_JNI_MSG_RpcCall",
+    "L2TP_API_WriteVData", "JNI_API_ReadVData", "OSGI_JNI_ZipWriteVData", "OSGI_JNI_ReadUnzipVData",
+    "jstring2char", "char2jstring",
+    // Entity service
+    "JNIcreadmsgthread", "JNImsgthreadroutine", "JNImsgProc", "JNIloadComLib",
+    "Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_startThread",
+    "Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_send",
+    // Tunnel and device-information API
+    "ZX_TARN_AddVpnDestAddr", "ZX_TARN_DelVpnDestAddr", "ZX_TARN_SetVpnDestAddr", "ZX_TARN_AddVpnSrcAddr",
+    "ZX_TARN_DelVpnSrcAddr", "ZX_TARN_SetVpnSrcAddr", "ZX_TARN_GetTunnelStatusByName", "ZX_TARN_SetupVpn",
+    "ZX_TARN_DisconnectVpn", "ZX_TARN_AddTrafficMonitoringDestAddr", "ZX_TARN_DelTrafficMonitoringDestAddr",
+    "ZX_TARN_TrafficMonitoringDestAddrOper", "ZX_TARN_TrafficMonitoringNotifyAppM", "ZX_TARN_AddDnsForward",
+    "ZX_TARN_DelDnsForward", "ZX_TARN_GetDnsForwardStatistic", "ZX_TARN_getDnsAnalysis", "ZX_TARN_getDnsIpList",
+    "ZX_TARN_GetInternetWanIp", "ZX_TARN_GetOntMac", "ZX_TARN_GetPppoeUserName", "ZX_TARN_getDeviceLANIP",
+    "ZX_TARN_getDevicePPPoENameAndWANIP", "ZX_TARN_getDeviceWLANChannel", "ZX_TARN_getDeviceCloudAddress",
+    "ZX_TARN_getDeviceCloudAddressAndPort", "ZX_VELM_getDevicePhyInfo", "ZX_VELM_getDeviceUpdateState",
+    // Plug-in platform API: results, JSON helpers, system information
+    "VELM_JSON_ObjPut", "ZX_JNI_IsValidBoolean", "ZX_OSGI_JNI_ZXErrConvert", "ZX_JNI_BuildResultJson",
+    "OSGI_JNI_FaultStrBuild", "ZX_JNI_sysGetCpuUsage", "ZX_JNI_sysGetMemUsage", "ZX_JNI_sysGetLoid",
+    // Natives of BaseServiceJNIMethods
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetCpuUsage",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetMemUsage",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid",
+    // Doubly-linked list
+    "MakeNode", "FreeNode", "InitList", "GetHead", "GetTail", "GetSize", "GetNext", "GetPrevious", "GetItem",
+    "SetItem", "IsEmpty", "InsFirst", "DelFirst", "InsTail", "RemoveTail", "ClearList", "DestroyList",
+    // File service
+    "canonicalize", "copyfile", "copydir",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_checkAccess",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getBooleanAttributes",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLastModifiedTime",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLength",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_delete",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_createDirectory",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_rename",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_canonicalize0",
+    "Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_initIDs",
+    "Java_com_zentrix_nodalis_deviceservice_custom_expt_ZxFileUtils_copyFile",
+};
+
+// The exported globals and their sizes.
+const std::map<std::string, uint64_t> kGlobals = {
+    {"JniInitFlag", 4},
+    {"handle", 8},
+    {"g_stJNIOsgiMid", 32},
+};
+
+// The sanitizer build adds an indicator beside every exported global ("__odr_asan.handle").
+bool sanitizer_symbol(const std::string& name) {
+#if defined(__SANITIZE_ADDRESS__)
+    return name.starts_with("__odr_asan.");
+#else
+    (void)name;
+    return false;
+#endif
+}
+
+TEST(Exports, AreExactlyTheRequiredFunctionsGlobalsAndNatives) {
+    std::optional<zxtest::LoadedObject> library =
+        zxtest::loaded_object_of(reinterpret_cast<const void*>(&jstring2char));
+    ASSERT_TRUE(library);
+    ASSERT_NE(library->path.find("libzxjavabridge.so"), std::string::npos) << library->path;
+
+    std::set<std::string> functions;
+    std::map<std::string, uint64_t> globals;
+    std::set<std::string> other;
+    for (const zxtest::ElfSymbol& s : zxtest::elf_symbols(library->path, SHT_DYNSYM)) {
+        if (!s.defined || s.bind == STB_LOCAL || sanitizer_symbol(s.name)) continue;
+        if (s.bind == STB_GLOBAL && s.type == STT_FUNC)
+            functions.insert(s.name);
+        else if (s.bind == STB_GLOBAL && s.type == STT_OBJECT)
+            globals[s.name] = s.size;
+        else
+            other.insert(s.name);
+    }
+    EXPECT_EQ(functions, kFunctions);
+    EXPECT_EQ(globals, kGlobals);
+    EXPECT_TRUE(other.empty()) << "exported with another binding or type: " << *other.begin();
+}
+
+}  // namespace

@@ -1,0 +1,235 @@
+// The system natives of BaseServiceJNIMethods and the fault text of the bundle natives, called
+// with the JNIEnv of a real VM: the Java string each hands back, null on failure, and their traces.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "bridge_test.h"
+#include "jvm.h"
+#include "sim_process.h"
+#include "test_env.h"
+#include "zx_velm_jni_api.h"
+
+// The natives as the VM finds them (the receiver is never read).
+extern "C" {
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetCpuUsage(JNIEnv*,
+                                                                                                          jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetMemUsage(JNIEnv*,
+                                                                                                          jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(JNIEnv*,
+                                                                                                      jobject);
+}
+
+namespace {
+
+using zxtest::L1;
+using zxtest::nothing_left_behind;
+using zxtest::SimProcess;
+using zxtest::T;
+using zxtest::take_records;
+using zxtest::utf16_of;
+
+constexpr const char* kBindings = "baseservice_jni";
+constexpr const char* kVelmApi = "../velm/zx_velm_jni_api";
+
+// The line of the bindings' source that holds `needle`: a binding traces with the line of the
+// call. 0 when no line or more than one holds it.
+uint32_t binding_line(const std::string& needle) {
+    std::ifstream in(ZX_SOURCE_DIR "/baseservice/baseservice_jni.cpp");
+    uint32_t found = 0;
+    uint32_t n = 0;
+    for (std::string line; std::getline(in, line);) {
+        ++n;
+        if (line.find(needle) == std::string::npos) continue;
+        if (found) return 0;
+        found = n;
+    }
+    return found;
+}
+
+std::string entry_trace(const std::string& method) {
+    return T(249, kBindings, binding_line("\"" + method + "\", __LINE__"),
+             "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + method + " called \r\n");
+}
+
+// The result trace: the format as the binding passes it, filled with the code and the buffer.
+std::string result_trace(const std::string& format, uint32_t code, const std::string& buffer) {
+    std::vector<char> text(format.size() + buffer.size() + 16);
+    std::snprintf(text.data(), text.size(), format.c_str(), code, buffer.c_str());
+    return T(249, kBindings, binding_line("\"" + format + "\""), text.data());
+}
+
+std::string load_text(const char* percent) {
+    return std::string("{\"Result\":0 , \"Percent\":\"") + percent + "\"}";
+}
+
+std::u16string utf16(const std::string& ascii) { return std::u16string(ascii.begin(), ascii.end()); }
+
+struct EnvVar {
+    EnvVar(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
+};
+
+class Bindings : public zxtest::JvmTest {
+protected:
+    void SetUp() override {
+        JvmTest::SetUp();
+        zxhost::trace_capture_start();
+    }
+    void TearDown() override {
+        zxhost::trace_capture_stop();
+        EXPECT_TRUE(nothing_left_behind());
+        JvmTest::TearDown();
+    }
+
+    void write_idle_stat() {
+        std::ofstream(proc_.path() + "/stat") << "cpu  100 20 300 4000 50 0 10 0 0 0\n";
+    }
+    void write_meminfo(int totalKb, int availableKb) {
+        std::ofstream(proc_.path() + "/meminfo")
+            << "MemTotal: " << totalKb << " kB\nMemAvailable: " << availableKb << " kB\n";
+    }
+
+    zxtest::ScopedTempDir proc_{"zxproc"};
+    EnvVar procEnv_{"ZX_PROC_DIR", proc_.path()};
+    zxtest::ScopedBusDir bus_;
+};
+
+TEST_F(Bindings, LineLookupFindsEachTraceOfTheSource) {
+    // The expectations below rest on it: every needle names exactly one line.
+    for (const char* needle : {"\"sysGetCpuUsage\", __LINE__", "\" sysGetCpuUsage ret: %u buff:%s\"",
+                               "\"sysGetMemUsage\", __LINE__", "\" sysGetMemUsage ret: %u buff:%s\"",
+                               "\"sysGetLoid\", __LINE__", "\" sysGetLoid ret: ret: %u buff:%s\""})
+        EXPECT_NE(binding_line(needle), 0u) << needle;
+}
+
+TEST_F(Bindings, CpuUsageAnswersThePlatformFunctionsJson) {
+    write_idle_stat();
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetCpuUsage(env_, nullptr);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(utf16_of(env_, s), utf16(load_text("1")));
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("sysGetCpuUsage"),
+                                  result_trace(" sysGetCpuUsage ret: %u buff:%s", 0, load_text("1")),
+                              }));
+}
+
+TEST_F(Bindings, FailedCpuMeasurementIsNullThoughTheFunctionWroteAText) {
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetCpuUsage(env_, nullptr);
+    EXPECT_EQ(s, nullptr);
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("sysGetCpuUsage"),
+                                  L1(kVelmApi, 1094, ZX_ERR_SYS),
+                                  result_trace(" sysGetCpuUsage ret: %u buff:%s", ZX_ERR_SYS, load_text("1")),
+                              }));
+}
+
+TEST_F(Bindings, MemUsageAnswersThePlatformFunctionsJson) {
+    write_meminfo(2000, 1000);
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetMemUsage(env_, nullptr);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(utf16_of(env_, s), utf16(load_text("50")));
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("sysGetMemUsage"),
+                                  result_trace(" sysGetMemUsage ret: %u buff:%s", 0, load_text("50")),
+                              }));
+}
+
+TEST_F(Bindings, FailedMemMeasurementIsNull) {
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetMemUsage(env_, nullptr);
+    EXPECT_EQ(s, nullptr);
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("sysGetMemUsage"),
+                                  L1(kVelmApi, 1141, ZX_ERR_SYS),
+                                  result_trace(" sysGetMemUsage ret: %u buff:%s", ZX_ERR_SYS, load_text("0")),
+                              }));
+}
+
+class LoidBinding : public Bindings {
+protected:
+    void SetUp() override {
+        Bindings::SetUp();
+        ASSERT_TRUE(sim_.start());
+    }
+    void TearDown() override {
+        EXPECT_TRUE(sim_.stop());
+        Bindings::TearDown();
+    }
+    testing::AssertionResult set_loid(const std::string& loid) {
+        return sim_.ctl_ok(R"({"op":"set","service":"app_m","state":{"loid":")" + loid + R"("}})");
+    }
+
+    SimProcess sim_{{.services = {"app_m"}}};
+};
+
+TEST_F(LoidBinding, AnswersTheLoidAsPlainText) {
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(env_, nullptr);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(utf16_of(env_, s), u"ZXLOID0001");
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("sysGetLoid"),
+                                  result_trace(" sysGetLoid ret: ret: %u buff:%s", 0, "ZXLOID0001"),
+                              }));
+}
+
+TEST_F(LoidBinding, LongestLoidArrivesWhole) {
+    const std::string loid(63, '7');
+    ASSERT_TRUE(set_loid(loid));
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(env_, nullptr);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(utf16_of(env_, s), utf16(loid));
+}
+
+TEST_F(LoidBinding, EmptyLoidReachesJavaAsNull) {
+    ASSERT_TRUE(set_loid(""));
+    EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(env_, nullptr), nullptr);
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("sysGetLoid"),
+                                  result_trace(" sysGetLoid ret: ret: %u buff:%s", 0, ""),
+                              }));
+}
+
+TEST_F(LoidBinding, FailedCallIsNull) {
+    ASSERT_TRUE(sim_.ctl_ok(R"({"op":"inject","service":"app_m","msgId":"0x4710304B","fault":"status","value":7})"));
+    EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(env_, nullptr), nullptr);
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("sysGetLoid"),
+                                  L1(kVelmApi, 232, 7),
+                                  zxtest::L(kVelmApi, 1184, 0xFFFFFFFF, 7, 0, 0, 0),
+                                  result_trace(" sysGetLoid ret: ret: %u buff:%s", 0xFFFFFFFF, ""),
+                              }));
+}
+
+// ---------------------------------------------------------------------------------------------
+// The fault text of the bundle natives
+// ---------------------------------------------------------------------------------------------
+
+using FaultText = Bindings;
+
+TEST_F(FaultText, IsJsonCsRenderingOfTheConvertedCode) {
+    struct Case {
+        uint32_t code;
+        std::u16string text;
+        const char* trace;
+    };
+    const Case cases[] = {
+        {2, u"{ \"Result\": -1 }", "Module ret:[2][2] ZX ret:4294967295\r\n"},
+        {0xF7204030, u"{ \"Result\": -9 }", "Module ret:[4146085936][f7204030] ZX ret:4294967287\r\n"},
+        {0, u"{ \"Result\": 0 }", "Module ret:[0][0] ZX ret:0\r\n"},
+    };
+    for (const Case& c : cases) {
+        jstring s = OSGI_JNI_FaultStrBuild(env_, c.code);
+        ASSERT_NE(s, nullptr);
+        EXPECT_EQ(utf16_of(env_, s), c.text);
+        EXPECT_EQ(take_records(),
+                  (std::vector<std::string>{T(249, kVelmApi, 460, c.trace),
+                                            T(249, kVelmApi, 998,
+                                              "pcJsonStr:" + std::string(c.text.begin(), c.text.end()) + "\r\n")}));
+        env_->DeleteLocalRef(s);
+    }
+}
+
+}  // namespace
