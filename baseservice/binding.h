@@ -57,6 +57,11 @@ public:
         ZX_OS_MemSet_S(buf_, N, 0, N);
         trace_entry(method, line);
     }
+    // A binding whose entry text departs from the usual one; its family quotes the text in full.
+    Binding(JNIEnv* env, uint32_t line, const char* entryText) : env_(env) {
+        ZX_OS_MemSet_S(buf_, N, 0, N);
+        detail::trace(line, "%s", entryText);
+    }
     Binding(const Binding&) = delete;
     Binding& operator=(const Binding&) = delete;
 
@@ -72,6 +77,14 @@ public:
     jstring finish(uint32_t code, uint32_t line, const char* format) {
         detail::trace(line, format, code, buf_);
         detail::apply_failure_rule(Rule, buf_, N, code);
+        return char2jstring(env_, buf_);
+    }
+
+    // Applies the failure rule, then traces "<format>" with the buffer alone and returns the text
+    // (the families whose closing trace is the reply itself).
+    jstring finish_with_reply(uint32_t code, uint32_t line, const char* format) {
+        detail::apply_failure_rule(Rule, buf_, N, code);
+        detail::trace(line, format, buf_);
         return char2jstring(env_, buf_);
     }
 

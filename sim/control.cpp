@@ -12,6 +12,12 @@
 //                                               how many calls it hits, 0 or absent: until cleared
 //   {"op":"inject_clear"[,"service":S][,"msgId":N]} -> "cleared": count
 //   {"op":"shutdown"}                           answers, then stops like SIGTERM
+//   {"op":"usb_device","device":N}              -> "path" of its terminal, "lockedBy" ("" unlocked)
+//   {"op":"usb_write","device":N,"data":HEX}    the device side sends the bytes -> "written"
+//   {"op":"usb_read","device":N[,"min":N][,"max":N][,"waitMs":N]}
+//                                               what the device side received -> "data" (hex):
+//                                               waits up to waitMs (0) for min (1) bytes, at most
+//                                               max (65536)
 //
 // Numbers (msgId, value, times) may also be texts in C notation ("0x4710304B"). A record is
 // {"service","seq","head":{"srcWord","srcName","midWord","dstName","tag","resv"},"msgId","mid",
@@ -19,11 +25,14 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cctype>
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "gateway.h"
+#include "usb_devices.h"
 
 namespace zxsim {
 namespace {
@@ -139,6 +148,72 @@ Failure op_shutdown(Gateway&, json_object*, json_object*) {
     return std::nullopt;
 }
 
+Service* usb_service(Gateway& gw, Failure& failure) {
+    Service* service = gw.find("usb_mngt");
+    if (!service) failure = "service \"usb_mngt\" is not served here";
+    return service;
+}
+
+// The device named by "device"; the failure when there is none.
+std::optional<uint32_t> usb_device_id(json_object* req, Failure& failure) {
+    std::optional<uint32_t> id = member_u32(req, "device");
+    if (!id) failure = "\"device\" must be a 32-bit number";
+    return id;
+}
+
+std::optional<std::vector<uint8_t>> from_hex(const char* text) {
+    std::string_view hex(text);
+    if (hex.size() % 2 != 0) return std::nullopt;
+    std::vector<uint8_t> bytes;
+    for (size_t i = 0; i < hex.size(); i += 2) {
+        unsigned value = 0;
+        if (std::sscanf(std::string(hex.substr(i, 2)).c_str(), "%2x", &value) != 1 ||
+            !std::isxdigit(static_cast<unsigned char>(hex[i])) || !std::isxdigit(static_cast<unsigned char>(hex[i + 1])))
+            return std::nullopt;
+        bytes.push_back(static_cast<uint8_t>(value));
+    }
+    return bytes;
+}
+
+Failure op_usb_device(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    Service* service = usb_service(gw, failure);
+    std::optional<uint32_t> id = service ? usb_device_id(req, failure) : std::nullopt;
+    if (!id) return failure;
+    std::string path, lockedBy;
+    if (Failure why = usb_host_describe(*service, *id, path, lockedBy)) return why;
+    json_object_object_add(answer, "path", json_object_new_string(path.c_str()));
+    json_object_object_add(answer, "lockedBy", json_object_new_string(lockedBy.c_str()));
+    return std::nullopt;
+}
+
+Failure op_usb_write(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    Service* service = usb_service(gw, failure);
+    std::optional<uint32_t> id = service ? usb_device_id(req, failure) : std::nullopt;
+    if (!id) return failure;
+    const char* hex = member_text(req, "data");
+    std::optional<std::vector<uint8_t>> bytes = hex ? from_hex(hex) : std::nullopt;
+    if (!bytes) return "\"data\" must be a hex text";
+    if (Failure why = usb_host_write(*service, *id, *bytes)) return why;
+    json_object_object_add(answer, "written", json_object_new_int64(static_cast<int64_t>(bytes->size())));
+    return std::nullopt;
+}
+
+Failure op_usb_read(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    Service* service = usb_service(gw, failure);
+    std::optional<uint32_t> id = service ? usb_device_id(req, failure) : std::nullopt;
+    if (!id) return failure;
+    uint32_t min = has_member(req, "min") ? member_u32(req, "min").value_or(1) : 1;
+    uint32_t max = has_member(req, "max") ? member_u32(req, "max").value_or(65536) : 65536;
+    uint32_t waitMs = has_member(req, "waitMs") ? member_u32(req, "waitMs").value_or(0) : 0;
+    std::vector<uint8_t> bytes;
+    if (Failure why = usb_host_read(*service, *id, min, max, waitMs, bytes)) return why;
+    json_object_object_add(answer, "data", json_object_new_string(to_hex(bytes).c_str()));
+    return std::nullopt;
+}
+
 struct Op {
     const char* name;
     OpFn run;
@@ -148,6 +223,7 @@ constexpr Op kOps[] = {
     {"ping", op_ping},   {"received", op_received},         {"clear", op_clear},       {"state", op_state},
     {"set", op_set},     {"inject", op_inject},             {"inject_clear", op_inject_clear},
     {"shutdown", op_shutdown},
+    {"usb_device", op_usb_device}, {"usb_write", op_usb_write},    {"usb_read", op_usb_read},
 };
 
 const Op* find_op(std::string_view name) {

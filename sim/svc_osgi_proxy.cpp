@@ -1,10 +1,490 @@
-// The "osgi_proxy" service: the plug-in framework's proxy process.
+// The "osgi_proxy" service: the bundle manager of the plug-in framework.
+//
+// It installs a bundle from a package file (which must exist and have the size the request
+// names), reports the install's progress for installMs milliseconds, then holds the bundle as
+// RESOLVED, or ACTIVE when the request asked for a start. start, stop, uninstall and the factory
+// reset ("FactoryPlugin") change the states; cancel ends an install in progress. Refusals come
+// back as the bundle manager's own codes in the reply word, with the call itself successful.
+//
+// State members:
+//   installMs    length of an install in milliseconds (default 3000)
+//   persistFile  gateway path where installed bundles are kept across restarts ("" or absent: not)
+//   bundles      {"name": {"version", "state"}} of the installed bundles
+//   installs     {"name": {"beginMs", "start", "version", "phase"}}: each install this process
+//                saw, "installing", "done" or "cancelled"; the progress query reads them
+// An install's end is applied when the next request arrives, so the state read over the control
+// socket may still show an install that has run its time.
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
 #include "services.h"
 
 namespace zxsim {
 namespace {
 
-constexpr std::initializer_list<Command> kCommands{};
+// The bundle manager's codes (the plug-in platform turns them into its small negative results).
+constexpr uint32_t kUnknownBundle = 0xF7213003;
+constexpr uint32_t kAlreadyInstalled = 0xF7213002;
+constexpr uint32_t kNoPackage = 0xF7212001;
+constexpr uint32_t kBadPackage = 0xF7213009;
+constexpr uint32_t kInstallBusy = 0xF7213006;
+constexpr uint32_t kSameState = 0xF7213007;
+constexpr uint32_t kUnknownAction = 0xF721300A;
+constexpr uint32_t kNothingToCancel = 0xF7213010;
+constexpr uint32_t kNoName = 0xF721300B;
+constexpr uint32_t kUnknownPlugin = 1;  // status word of a progress reply
+
+constexpr int64_t kDefaultInstallMs = 3000;
+constexpr const char* kDefaultVersion = "1.0.0";
+constexpr const char* kVersionKey = "Bundle-Version:";  // a package line naming its version
+
+constexpr const char* kActive = "ACTIVE";
+constexpr const char* kResolved = "RESOLVED";
+constexpr const char* kInstalling = "INSTALLING";
+constexpr const char* kUninstalled = "UNINSTALLED";
+
+constexpr size_t kMaxBundles = 256;
+
+#pragma pack(push, 1)
+struct OperateRequest {
+    char name[128];
+    char action[16];
+    uint8_t resv[24];
+};
+
+struct InstallRequest {
+    char name[128];
+    char path[256];
+    uint32_t fileSize;
+    uint32_t startFlag;
+    uint8_t resv1[24];
+    uint32_t resv2;
+    uint32_t wanIndex;
+    uint8_t resv3[196];
+};
+
+struct CancelRequest {
+    char name[128];
+    uint8_t resv[24];
+};
+
+struct ProgressRequest {
+    uint8_t resv1[148];
+    char name[128];
+    uint8_t resv2[24];
+};
+
+struct ProgressReply {
+    uint32_t result;
+    uint8_t resv1[132];
+    uint32_t status;
+    uint8_t resv2[64];
+    char state[16];
+    uint32_t percent;
+};
+
+struct BlockRecord {
+    uint32_t id;
+    uint32_t storedLen;
+};
+
+struct QueryList {
+    uint8_t resv1[16];
+    uint32_t flag;
+    uint8_t resv2[128];
+    uint32_t count;
+    uint8_t resv3[16];
+    char names[kMaxBundles][128];
+};
+
+struct BundleEntry {
+    char name[128];
+    char version[24];
+    char state[16];
+};
+
+struct StateList {
+    uint8_t resv1[136];
+    uint32_t status;
+    uint8_t resv2[64];
+    int32_t count;
+    BundleEntry entries[kMaxBundles];
+};
+#pragma pack(pop)
+static_assert(sizeof(OperateRequest) == 168 && offsetof(OperateRequest, action) == 128);
+static_assert(sizeof(InstallRequest) == 620 && offsetof(InstallRequest, fileSize) == 384 &&
+              offsetof(InstallRequest, startFlag) == 388 && offsetof(InstallRequest, wanIndex) == 420);
+static_assert(sizeof(CancelRequest) == 152);
+static_assert(sizeof(ProgressRequest) == 300 && offsetof(ProgressRequest, name) == 148);
+static_assert(sizeof(ProgressReply) == 224 && offsetof(ProgressReply, status) == 136 &&
+              offsetof(ProgressReply, state) == 204 && offsetof(ProgressReply, percent) == 220);
+static_assert(sizeof(BlockRecord) == 8);
+static_assert(sizeof(QueryList) == 32936 && offsetof(QueryList, flag) == 16 && offsetof(QueryList, count) == 148 &&
+              offsetof(QueryList, names) == 168);
+static_assert(sizeof(BundleEntry) == 168 && offsetof(BundleEntry, version) == 128 &&
+              offsetof(BundleEntry, state) == 152);
+static_assert(sizeof(StateList) == 43216 && offsetof(StateList, status) == 136 && offsetof(StateList, count) == 204 &&
+              offsetof(StateList, entries) == 208);
+
+template <size_t N>
+std::string field(const char (&f)[N]) {
+    return std::string(f, strnlen(f, N));
+}
+
+template <size_t N>
+void put(char (&dst)[N], const std::string& text) {
+    std::memcpy(dst, text.data(), std::min(text.size(), N - 1));
+}
+
+int64_t now_ms() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// Member `key` of obj, created as an empty object when missing.
+json_object* object_member(json_object* obj, const char* key) {
+    json_object* v = nullptr;
+    if (json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_object)) return v;
+    v = json_object_new_object();
+    json_object_object_add(obj, key, v);
+    return v;
+}
+
+json_object* child(json_object* obj, const std::string& key) {
+    json_object* v = nullptr;
+    return json_object_object_get_ex(obj, key.c_str(), &v) ? v : nullptr;
+}
+
+std::string text_of(json_object* obj, const char* key) {
+    const char* t = member_text(obj, key);
+    return t ? t : "";
+}
+
+int64_t int_of(json_object* obj, const char* key, int64_t fallback) {
+    json_object* v = nullptr;
+    return json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_int) ? json_object_get_int64(v)
+                                                                                           : fallback;
+}
+
+void add_text(json_object* obj, const char* key, const std::string& text) {
+    json_object_object_add(obj, key, json_object_new_string(text.c_str()));
+}
+
+void set_bundle(json_object* state, const std::string& name, const std::string& version, const char* bundleState) {
+    json_object* b = json_object_new_object();
+    add_text(b, "version", version);
+    add_text(b, "state", bundleState);
+    json_object_object_add(object_member(state, "bundles"), name.c_str(), b);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Persistence and the passing of time, applied under the state lock before every command
+// ---------------------------------------------------------------------------------------------
+
+std::string persist_path(json_object* state) {
+    std::string path = text_of(state, "persistFile");
+    return path.empty() ? path : zxhost::resolve_path(path);
+}
+
+void save(json_object* state) {
+    std::string path = persist_path(state);
+    if (path.empty()) return;
+    JsonPtr kept(json_object_new_object());
+    json_object* bundles = nullptr;
+    json_object_deep_copy(object_member(state, "bundles"), &bundles, nullptr);
+    json_object_object_add(kept.get(), "bundles", bundles);
+    // Written beside and renamed, so a restart never reads half a file.
+    std::string temp = path + ".tmp";
+    if (json_object_to_file_ext(temp.c_str(), kept.get(), JSON_C_TO_STRING_PLAIN) == 0)
+        std::rename(temp.c_str(), path.c_str());
+}
+
+// The bundles kept by an earlier run, read once.
+void load_once(json_object* state) {
+    json_object* loaded = nullptr;
+    if (json_object_object_get_ex(state, "persistLoaded", &loaded)) return;
+    json_object_object_add(state, "persistLoaded", json_object_new_boolean(1));
+    std::string path = persist_path(state);
+    if (path.empty()) return;
+    JsonPtr kept(json_object_from_file(path.c_str()));
+    json_object* bundles = kept ? child(kept.get(), "bundles") : nullptr;
+    if (!bundles) return;
+    json_object_object_foreach(bundles, name, b) {
+        json_object* copy = nullptr;
+        json_object_deep_copy(b, &copy, nullptr);
+        json_object_object_add(object_member(state, "bundles"), name, copy);
+    }
+}
+
+int64_t install_ms(json_object* state) { return std::max<int64_t>(1, int_of(state, "installMs", kDefaultInstallMs)); }
+
+// Installs that have run their time become bundles.
+void settle(json_object* state) {
+    load_once(state);
+    int64_t now = now_ms();
+    int64_t length = install_ms(state);
+    bool changed = false;
+    json_object_object_foreach(object_member(state, "installs"), name, install) {
+        if (text_of(install, "phase") != "installing" || now - int_of(install, "beginMs", now) < length) continue;
+        add_text(install, "phase", "done");
+        set_bundle(state, name, text_of(install, "version"), int_of(install, "start", 0) ? kActive : kResolved);
+        changed = true;
+    }
+    if (changed) save(state);
+}
+
+// The version a package names on a line "Bundle-Version: x", else the default.
+std::string package_version(std::ifstream& package) {
+    std::string line;
+    while (std::getline(package, line)) {
+        if (line.rfind(kVersionKey, 0) != 0) continue;
+        std::string v = line.substr(std::strlen(kVersionKey));
+        v.erase(0, v.find_first_not_of(' '));
+        while (!v.empty() && (v.back() == '\r' || v.back() == ' ')) v.pop_back();
+        if (!v.empty()) return v.substr(0, 23);
+    }
+    return kDefaultVersion;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Commands
+// ---------------------------------------------------------------------------------------------
+
+void decode_name(Call& call, const std::string& name, const char* extraKey = nullptr, const std::string& extra = "") {
+    JsonPtr decoded(json_object_new_object());
+    add_text(decoded.get(), "name", name);
+    if (extraKey) add_text(decoded.get(), extraKey, extra);
+    call.set_decoded(std::move(decoded));
+}
+
+uint32_t install_checks(json_object* state, const InstallRequest& req, const std::string& name, std::string& version) {
+    if (name.empty()) return kNoName;
+    if (child(object_member(state, "bundles"), name)) return kAlreadyInstalled;
+    json_object* running = child(object_member(state, "installs"), name);
+    if (running && text_of(running, "phase") == "installing") return kInstallBusy;
+    std::ifstream package(zxhost::resolve_path(field(req.path)), std::ios::binary | std::ios::ate);
+    if (!package) return kNoPackage;
+    if (static_cast<uint64_t>(package.tellg()) != req.fileSize) return kBadPackage;
+    package.seekg(0);
+    version = package_version(package);
+    return 0;
+}
+
+void install(Call& call) {
+    InstallRequest req;
+    if (!call.read(req)) return;
+    std::string name = field(req.name);
+    JsonPtr decoded(json_object_new_object());
+    add_text(decoded.get(), "name", name);
+    add_text(decoded.get(), "path", field(req.path));
+    json_object_object_add(decoded.get(), "fileSize", json_object_new_int64(req.fileSize));
+    json_object_object_add(decoded.get(), "startFlag", json_object_new_int64(req.startFlag));
+    json_object_object_add(decoded.get(), "wanIndex", json_object_new_int64(req.wanIndex));
+    call.set_decoded(std::move(decoded));
+    uint32_t result = call.service().with_state([&](json_object* state) {
+        settle(state);
+        std::string version;
+        uint32_t code = install_checks(state, req, name, version);
+        if (code != 0) return code;
+        json_object* install = json_object_new_object();
+        json_object_object_add(install, "beginMs", json_object_new_int64(now_ms()));
+        json_object_object_add(install, "start", json_object_new_int(req.startFlag == 1));
+        add_text(install, "version", version);
+        add_text(install, "phase", "installing");
+        json_object_object_add(object_member(state, "installs"), name.c_str(), install);
+        return 0u;
+    });
+    call.reply_record(result);
+}
+
+void cancel(Call& call) {
+    CancelRequest req;
+    if (!call.read(req)) return;
+    std::string name = field(req.name);
+    decode_name(call, name);
+    uint32_t result = call.service().with_state([&](json_object* state) {
+        settle(state);
+        json_object* install = child(object_member(state, "installs"), name);
+        if (!install || text_of(install, "phase") != "installing") return kNothingToCancel;
+        add_text(install, "phase", "cancelled");
+        return 0u;
+    });
+    call.reply_record(result);
+}
+
+uint32_t operate_on(json_object* state, const std::string& name, const std::string& action) {
+    json_object* bundles = object_member(state, "bundles");
+    json_object* bundle = child(bundles, name);
+    bool known = action == "start" || action == "stop" || action == "uninstall" || action == "FactoryPlugin";
+    if (!known) return kUnknownAction;
+    if (!bundle) {
+        json_object* install = child(object_member(state, "installs"), name);
+        return install && text_of(install, "phase") == "installing" ? kInstallBusy : kUnknownBundle;
+    }
+    std::string now = text_of(bundle, "state");
+    if (action == "uninstall") {
+        json_object_object_del(bundles, name.c_str());
+        json_object_object_del(object_member(state, "installs"), name.c_str());
+    } else if (action == "start" || action == "stop") {
+        const char* wanted = action == "start" ? kActive : kResolved;
+        if (now == wanted) return kSameState;
+        add_text(bundle, "state", wanted);
+    } else {
+        add_text(bundle, "state", kResolved);  // a factory reset leaves the bundle stopped
+    }
+    save(state);
+    return 0;
+}
+
+void operate(Call& call) {
+    OperateRequest req;
+    if (!call.read(req)) return;
+    std::string name = field(req.name);
+    std::string action = field(req.action);
+    decode_name(call, name, "action", action);
+    uint32_t result = call.service().with_state([&](json_object* state) {
+        settle(state);
+        return operate_on(state, name, action);
+    });
+    call.reply_record(result);
+}
+
+void progress(Call& call) {
+    ProgressRequest req;
+    if (!call.read(req)) return;
+    std::string name = field(req.name);
+    decode_name(call, name);
+    ProgressReply reply{};
+    call.service().with_state([&](json_object* state) {
+        settle(state);
+        json_object* install = child(object_member(state, "installs"), name);
+        if (!install) {
+            reply.status = kUnknownPlugin;
+            return;
+        }
+        std::string phase = text_of(install, "phase");
+        int64_t elapsed = now_ms() - int_of(install, "beginMs", 0);
+        int64_t percent = std::min<int64_t>(99, elapsed * 100 / install_ms(state));
+        if (phase == "done") {
+            put(reply.state, "Installed");
+            percent = 100;
+        } else if (phase == "cancelled") {
+            put(reply.state, "Cancelled");
+        } else {
+            put(reply.state, percent < 50 ? "Downloading" : "Installing");
+        }
+        reply.percent = static_cast<uint32_t>(percent);
+    });
+    call.reply_record(reply);
+}
+
+// The names of a query list: the filled slots (a skipped Java element leaves a slot empty).
+std::vector<std::string> query_names(const QueryList& list) {
+    std::vector<std::string> names;
+    for (const auto& slot : list.names)
+        if (slot[0]) names.push_back(field(slot));
+    return names;
+}
+
+// The entries answering the names; no names asks for every bundle and install in progress.
+void fill_states(json_object* state, const std::vector<std::string>& names, StateList& list) {
+    json_object* bundles = object_member(state, "bundles");
+    json_object* installs = object_member(state, "installs");
+    auto add = [&](const std::string& name) {
+        if (list.count >= static_cast<int32_t>(kMaxBundles)) return;
+        BundleEntry& e = list.entries[list.count++];
+        put(e.name, name);
+        json_object* install = child(installs, name);
+        if (json_object* b = child(bundles, name)) {
+            put(e.version, text_of(b, "version"));
+            put(e.state, text_of(b, "state"));
+        } else if (install && text_of(install, "phase") == "installing") {
+            put(e.version, text_of(install, "version"));
+            put(e.state, kInstalling);
+        } else {
+            put(e.state, kUninstalled);
+        }
+    };
+    if (!names.empty()) {
+        for (const std::string& n : names) add(n);
+        return;
+    }
+    json_object_object_foreach(bundles, name, b) {
+        (void)b;
+        add(name);
+    }
+    json_object_object_foreach(installs, iname, install) {
+        if (text_of(install, "phase") == "installing" && !child(bundles, iname)) add(iname);
+    }
+}
+
+// Reads and frees the block of a query list; false (answered) when it cannot be read.
+bool read_query(Call& call, const BlockRecord& rec, QueryList& list) {
+    std::vector<uint8_t> stored(rec.storedLen);
+    uint32_t status = ZX_VDATA_ReadData(rec.id, rec.storedLen, stored.data());
+    uint32_t freed = ZX_VDATA_FreeShm(rec.id);  // the reader owns the block
+    if (status == ZX_OK) status = freed;
+    if (status == ZX_OK && ZX_OS_DecompressedLen(stored.data()) != sizeof list) status = ZX_ERR_CORRUPT;
+    if (status == ZX_OK) status = ZX_OS_Decompress(stored.data(), &list, sizeof list);
+    if (status != ZX_OK) call.fail(status);
+    return status == ZX_OK;
+}
+
+// Stores the state list compressed in a new block; its record, or the failing status.
+uint32_t write_states(const StateList& list, BlockRecord& rec) {
+    std::vector<uint8_t> packed(sizeof list + sizeof list / 255 + 64);
+    uint32_t len = static_cast<uint32_t>(packed.size());
+    uint32_t status = ZX_OS_Compress(&list, sizeof list, packed.data(), &len);
+    if (status == ZX_OK) status = ZX_VDATA_CreShm(len, &rec.id);
+    if (status == ZX_OK) {
+        status = ZX_VDATA_UpdateData(rec.id, len, packed.data());
+        if (status != ZX_OK) ZX_VDATA_FreeShm(rec.id);
+    }
+    rec.storedLen = len;
+    return status;
+}
+
+void query_states(Call& call) {
+    BlockRecord rec;
+    if (!call.read(rec)) return;
+    auto list = std::make_unique<QueryList>();
+    if (!read_query(call, rec, *list)) return;
+    std::vector<std::string> names = query_names(*list);
+    JsonPtr decoded(json_object_new_object());
+    json_object_object_add(decoded.get(), "flag", json_object_new_int64(list->flag));
+    json_object_object_add(decoded.get(), "count", json_object_new_int64(list->count));
+    json_object* shown = json_object_new_array();
+    for (const std::string& n : names) json_object_array_add(shown, json_object_new_string(n.c_str()));
+    json_object_object_add(decoded.get(), "names", shown);
+    call.set_decoded(std::move(decoded));
+
+    auto answer = std::make_unique<StateList>();
+    std::memset(answer.get(), 0, sizeof *answer);
+    call.service().with_state([&](json_object* state) {
+        settle(state);
+        fill_states(state, names, *answer);
+    });
+    BlockRecord reply{};
+    uint32_t status = write_states(*answer, reply);
+    if (status != ZX_OK) {
+        call.fail(status);
+        return;
+    }
+    call.reply_record(reply);
+}
+
+constexpr std::initializer_list<Command> kCommands{
+    {0x47103036, "QueryBundleState", query_states},
+    {0x47103037, "QueryInstallProcess", progress},
+    {0x47103039, "Install", install},
+    {0x4710303C, "CancelInstall", cancel},
+    {0x4710303D, "Operate", operate},
+};
 static_assert(commands_sorted(kCommands));
 
 }  // namespace

@@ -4,13 +4,14 @@
 #
 #   run_junit.sh --java JAVA --classpath CP --libdir DIR --gatewaysim EXE --busprobe EXE
 #                --source DIR --profile FILE [--preload LIBS] [--timeout-scale X] [--scratch-proc]
-#                CLASS
+#                [--scratch-root] CLASS
 #
 # Every run gets a private bus directory (ZX_BUS_DIR), a trace file (ZX_TRACE), the gateway profile
 # (ZX_PROFILE), and on request a time-out scale (ZX_TIMEOUT_SCALE) and an empty directory in place
-# of /proc (ZX_PROC_DIR) that the tests fill. --preload names the sanitizer runtimes (colon
-# separated) that a JVM loading sanitized libraries needs first; the JVM then gets the sanitizer
-# options it can live with, while the processes the tests start get the caller's own options back.
+# of /proc (ZX_PROC_DIR) that the tests fill, or an empty gateway root (ZX_ROOT) holding only /var.
+# --preload names the sanitizer runtimes (colon separated) that a JVM loading sanitized libraries
+# needs first; the JVM then gets the sanitizer options it can live with, while the processes the
+# tests start get the caller's own options back.
 # The JVM runs with -Xcheck:jni, and any JNI warning it prints fails the run.
 set -euo pipefail
 
@@ -19,7 +20,7 @@ usage() {
   exit 2
 }
 
-java= classpath= libdir= gatewaysim= busprobe= source= profile= preload= scale= scratch_proc=0
+java= classpath= libdir= gatewaysim= busprobe= source= profile= preload= scale= scratch_proc=0 scratch_root=0
 while (($#)); do
   case "$1" in
     --java) java=$2; shift 2 ;;
@@ -32,6 +33,7 @@ while (($#)); do
     --preload) preload=$2; shift 2 ;;
     --timeout-scale) scale=$2; shift 2 ;;
     --scratch-proc) scratch_proc=1; shift ;;
+    --scratch-root) scratch_root=1; shift ;;
     --*) usage ;;
     *) break ;;
   esac
@@ -57,6 +59,10 @@ else
   unset ZX_PROC_DIR
 fi
 unset ZX_ROOT ZX_PROC_NAME
+if ((scratch_root)); then
+  mkdir -p "$work/root/var"
+  export ZX_ROOT=$work/root
+fi
 
 jvm_env=()
 child_props=()

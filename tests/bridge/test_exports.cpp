@@ -36,10 +36,38 @@ const std::set<std::string> kFunctions = {
     // Plug-in platform API: results, JSON helpers, system information
     "VELM_JSON_ObjPut", "ZX_JNI_IsValidBoolean", "ZX_OSGI_JNI_ZXErrConvert", "ZX_JNI_BuildResultJson",
     "OSGI_JNI_FaultStrBuild", "ZX_JNI_sysGetCpuUsage", "ZX_JNI_sysGetMemUsage", "ZX_JNI_sysGetLoid",
+    // Plug-in platform API: bundle management and the operation log
+    "OSGI_JNI_BundleMng_RpcCall", "OSGI_JNI_Bundle_Operate", "ZX_OSGI_JNI_BundleInfotoJson",
+    "OSGI_JNI_FillVdataFromJsonPara", "OSGI_JNI_FillJsonStrFromVdata", "OSGI_JNI_FillInstallProcess",
+    "OSGI_JNI_TransferLogAction", "OSGI_JNI_Log_Record", "OSGI_Bundle_Create_LogFile",
+    // Natives of IBundleManageServiceJNI
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_install",
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_cancelInstall",
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_start",
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_stop",
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_uninstall",
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_reset",
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_queryBundleState",
+    "Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_queryInstallProcess",
+    // Plug-in platform API: USB device access
+    "ZX_JNI_UsbRegister", "ZX_JNI_UsbUnregister", "ZX_JNI_UsbLock", "ZX_JNI_UsbUnLock", "ZX_JNI_UsbOpen",
+    "ZX_JNI_UsbClose", "ZX_JNI_UsbDataAvailable", "ZX_JNI_UsbRead", "ZX_JNI_UsbWrite", "ZX_JNI_UsbSetSerial",
+    "ZX_JNI_UsbUnregisterAll",
     // Natives of BaseServiceJNIMethods
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetCpuUsage",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetMemUsage",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRegister",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbUnregister",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbLock",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbUnlock",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbOpen",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbDataAvailable",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRead",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbWrite",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbSetSerial",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbClose",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbUnregisterAll",
     // Doubly-linked list
     "MakeNode", "FreeNode", "InitList", "GetHead", "GetTail", "GetSize", "GetNext", "GetPrevious", "GetItem",
     "SetItem", "IsEmpty", "InsFirst", "DelFirst", "InsTail", "RemoveTail", "ClearList", "DestroyList",

@@ -1,0 +1,343 @@
+// Bundle management and the plug-in operation log. The records of this file name the plug-in
+// platform's source "../velm/zx_velm_jni_api"; their line numbers are fixed, the field service
+// reads them.
+#include "zx_velm_bundle.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include "l2tp_jni.h"
+#include "scoped.h"
+#include "zx_velm_jni_api.h"
+
+namespace {
+
+constexpr const char* kFile = "../velm/zx_velm_jni_api";
+constexpr uint32_t kLevel = 249;
+constexpr uint32_t kLogLevel = 220;
+
+constexpr const char* kBundleManager = "osgi_proxy";
+constexpr const char* kResetAction = "FactoryPlugin";
+constexpr uint32_t kDefaultTimeoutMs = 60000;
+constexpr uint32_t kResetTimeoutMs = 120000;
+
+// Searched in order; a command not listed waits kDefaultTimeoutMs.
+struct TimeoutRow {
+    uint32_t msgId;
+    uint32_t timeoutMs;
+};
+constexpr TimeoutRow kTimeouts[] = {
+    {OSGI_JNI_MSG_INSTALL, 20000},         {OSGI_JNI_MSG_CANCEL_INSTALL, 20000},
+    {OSGI_JNI_MSG_INSTALL_PROCESS, 20000}, {OSGI_JNI_MSG_QUERY_STATE, 20000},
+    {OSGI_JNI_MSG_OPERATE, 60000},         {OSGI_JNI_MSG_RESERVED, 60000},
+};
+
+uint32_t timeout_of(uint32_t msgId) {
+    for (const TimeoutRow& row : kTimeouts)
+        if (row.msgId == msgId) return row.timeoutMs;
+    return kDefaultTimeoutMs;
+}
+
+uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
+
+// Releases the pieces of a half-built object: only those that were made are handed back.
+void put_made(std::initializer_list<json_object*> objects) {
+    for (json_object* obj : objects)
+        if (obj) VELM_JSON_ObjPut(obj);
+}
+
+// A text of a fixed field that need not be terminated.
+template <size_t N>
+json_object* field_string(const char (&field)[N]) {
+    return json_object_new_string_len(field, static_cast<int>(strnlen(field, N)));
+}
+
+// "%u-%02u-%02u %02u:%02u:%02u" of the local time into a 32-byte buffer; 1 when the clock fails.
+uint32_t log_time(char (&stamp)[32]) {
+    ZX_OS_TM tm;
+    ZX_OS_MemSet_S(&tm, sizeof tm, 0, sizeof tm);
+    uint32_t code = ZX_OS_GetLocalTime(&tm);
+    if (code != 0) {
+        ZX_PROC_DBG_LastWord_1(kFile, 746, code);
+        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 747, 0, "[OSGI_Bundle_GetSysTime]Failed to get System time\r\n");
+        return 1;
+    }
+    ZX_OS_Snprintf_S(stamp, sizeof stamp, sizeof stamp - 1, "%u-%02u-%02u %02u:%02u:%02u",
+                     static_cast<uint32_t>(tm.iYear + 1900), static_cast<uint32_t>(tm.iMon + 1),
+                     static_cast<uint32_t>(tm.iMday), static_cast<uint32_t>(tm.iHour),
+                     static_cast<uint32_t>(tm.iMin), static_cast<uint32_t>(tm.iSec));
+    return 0;
+}
+
+// The state list's entries as a json-c array; entries that cannot be built are left out.
+json_object* bundle_array(const OSGI_JNI_STATE_LIST_S& list) {
+    json_object* array = json_object_new_array();
+    if (!array) return nullptr;
+    int32_t count = list.iCount < static_cast<int32_t>(OSGI_JNI_MAX_BUNDLES) ? list.iCount : OSGI_JNI_MAX_BUNDLES;
+    for (int32_t i = 0; i < count; ++i) {
+        const OSGI_JNI_BUNDLE_INFO_S& info = list.astBundle[i];
+        json_object* entry = nullptr;
+        uint32_t code = ZX_OSGI_JNI_BundleInfotoJson(&info, &entry);
+        if (code != 0) {
+            ZX_PROC_DBG_LastWord(kFile, 2550, code, static_cast<uint32_t>(i), 0, 0, 0);
+            continue;
+        }
+        ZX_PROC_DBG_TraceS(kLevel, kFile, 2556, 0, "acBundleName:%.128s acState:%.16s acVersion:%.24s\r\n",
+                           info.acBundleName, info.acState, info.acVersion);
+        if (json_object_array_add(array, entry) != 0) {
+            VELM_JSON_ObjPut(entry);
+            ZX_PROC_DBG_LastWord(kFile, 2565, ZX_JNI_ERR_GENERAL, static_cast<uint32_t>(i), 0, 0, 0);
+        }
+    }
+    return array;
+}
+
+// Renders obj, traces the text and hands it to Java; obj is released in every case.
+jstring render(JNIEnv* env, json_object* obj, uint32_t traceLine, uint32_t failLine) {
+    const char* text = json_object_to_json_string(obj);
+    if (!text || !*text) {
+        ZX_PROC_DBG_LastWord(kFile, failLine, ZX_JNI_ERR_GENERAL, word(text), 0, 0, 0);
+        VELM_JSON_ObjPut(obj);
+        return nullptr;
+    }
+    ZX_PROC_DBG_TraceS(kLevel, kFile, traceLine, 0, "pcJsonStr:%s\r\n", text);
+    jstring java = char2jstring(env, text);
+    VELM_JSON_ObjPut(obj);
+    return java;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The plug-in operation log
+// ---------------------------------------------------------------------------------------------
+
+extern "C" uint32_t OSGI_Bundle_Create_LogFile(void) {
+    FILE* fp = ZX_OS_Fopen(OSGI_JNI_LOG_FILE, "wt");
+    if (!fp) {
+        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 713, 0, "[OSGI_Bundle_Create_LogFile]Failed to create log file\r\n");
+        return 1;
+    }
+    ZX_OS_Fclose(fp);
+    return 0;
+}
+
+extern "C" uint32_t OSGI_JNI_TransferLogAction(const char* action, char* out) {
+    const char* word = action;
+    if (ZX_OS_StrCmp(action, "install") == 0)
+        word = "Install";
+    else if (ZX_OS_StrCmp(action, "start") == 0)
+        word = "Run";
+    else if (ZX_OS_StrCmp(action, "uninstall") == 0)
+        word = "UnInstall";
+    ZX_OS_StrNCpy_S(out, 128, word, 127);
+    return 0;
+}
+
+extern "C" uint32_t OSGI_JNI_Log_Record(const char* action, const char* bundleName) {
+    char stamp[32];
+    ZX_OS_MemSet_S(stamp, sizeof stamp, 0, sizeof stamp);
+    if (log_time(stamp) != 0) return 1;
+    // Room for both texts, the time stamp, the brackets and the line end.
+    uint32_t size = static_cast<uint32_t>(std::strlen(action) + std::strlen(bundleName) + 37);
+    zxjni::PlatformBuffer line(size, kFile, 793);
+    if (!line) {
+        ZX_PROC_DBG_LastWord_1(kFile, 796, 1);
+        return 1;
+    }
+    ZX_OS_Snprintf_S(line.get(), size, size, "%s [%s] %s\r\n", stamp, action, bundleName);
+    FILE* fp = ZX_OS_Fopen(OSGI_JNI_LOG_FILE, "at");
+    if (!fp) {
+        line.free_at(805);
+        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 807, 0, "[OSGI_JNI_Log_Record]Failed to open log file\r\n");
+        return 1;
+    }
+    int32_t written = ZX_OS_Fputs(line.get(), fp);
+    ZX_OS_Fclose(fp);
+    line.free_at(written < 1 ? 818 : 824);
+    if (written < 1) {
+        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 820, 0,
+                           "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n");
+        return 1;
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The call to the bundle manager
+// ---------------------------------------------------------------------------------------------
+
+extern "C" uint32_t OSGI_JNI_BundleMng_RpcCall(uint32_t mid, uint32_t msgId, const void* req, uint32_t reqLen,
+                                               void* reply, uint32_t replyLen) {
+    ZX_MSG_HEAD_S head;
+    ZX_OS_MemSet_S(&head, sizeof head, 0, sizeof head);
+    uint32_t timeoutMs = timeout_of(msgId);
+    head.uiMid = mid;
+    head.uiTag = JNI_OsgiNextTag();
+    ZX_OS_StrNCpy_S(head.acDstProcName, sizeof head.acDstProcName, kBundleManager, 31);
+    ZX_OS_StrNCpy_S(head.acSrcProcName, sizeof head.acSrcProcName, ZX_MSG_GetCurProcName(), 31);
+    uint32_t scratchRequest = 0;
+    uint32_t scratchReply = 0;
+    if (!req) {
+        req = &scratchRequest;
+        reqLen = sizeof scratchRequest;
+    }
+    if (!reply) {
+        reply = &scratchReply;
+        replyLen = sizeof scratchReply;
+    }
+    const char* action = nullptr;
+    if (msgId == OSGI_JNI_MSG_OPERATE && reqLen >= sizeof(OSGI_JNI_OPERATE_REQ_S)) {
+        action = static_cast<const OSGI_JNI_OPERATE_REQ_S*>(req)->acAction;
+        if (std::strncmp(action, kResetAction, sizeof(OSGI_JNI_OPERATE_REQ_S::acAction)) == 0)
+            timeoutMs = kResetTimeoutMs;
+    }
+    ZX_PROC_DBG_TraceS(kLevel, kFile, 940, 0, "ulRpcCmo:0x%x uiTimeOut:%u\r\n", msgId, timeoutMs);
+    if (action) ZX_PROC_DBG_TraceS(kLevel, kFile, 944, 0, "Action:%.16s\r\n", action);
+    // Unlike the other services' wrappers, the bundle manager is told the caller's module id.
+    return ZX_MSG_RpcCall(&head, msgId, mid, req, reqLen, reply, replyLen, timeoutMs);
+}
+
+extern "C" int32_t OSGI_JNI_Bundle_Operate(uint32_t mid, const char* bundleName, const char* action) {
+    if (!bundleName || !action) {
+        ZX_PROC_DBG_LastWord_1(kFile, 1034, 1);
+        return 1;
+    }
+    char logWord[128];
+    ZX_OS_MemSet_S(logWord, sizeof logWord, 0, sizeof logWord);
+    OSGI_JNI_TransferLogAction(action, logWord);
+    (void)OSGI_JNI_Log_Record(logWord, bundleName);  // a lost log line never stops the operation
+
+    OSGI_JNI_OPERATE_REQ_S req;
+    ZX_OS_MemSet_S(&req, sizeof req, 0, sizeof req);
+    ZX_OS_StrNCpy_S(req.acBundleName, sizeof req.acBundleName, bundleName, sizeof req.acBundleName - 1);
+    ZX_OS_StrNCpy_S(req.acAction, sizeof req.acAction, action, sizeof req.acAction - 1);
+    uint32_t result = 0;
+    uint32_t code = OSGI_JNI_BundleMng_RpcCall(mid, OSGI_JNI_MSG_OPERATE, &req, sizeof req, &result, sizeof result);
+    ZX_PROC_DBG_TraceS(kLevel, kFile, 1050, 0, "uiRet:%u uiResult:%u\r\n", code, result);
+    // The bundle manager's own answer wins over the transport's status.
+    if (result != 0) {
+        ZX_PROC_DBG_LastWord(kFile, 1055, result, code, 0, 0, 0);
+        return ZX_OSGI_JNI_ZXErrConvert(result);
+    }
+    ZX_PROC_DBG_LastWord_1(kFile, 1059, code);
+    return ZX_OSGI_JNI_ZXErrConvert(code);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Query lists and JSON texts
+// ---------------------------------------------------------------------------------------------
+
+extern "C" uint32_t ZX_OSGI_JNI_BundleInfotoJson(const OSGI_JNI_BUNDLE_INFO_S* info, json_object** out) {
+    if (!info || !out) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2592, ZX_JNI_ERR_JSON_NULL);
+        return ZX_JNI_ERR_JSON_NULL;
+    }
+    json_object* obj = json_object_new_object();
+    if (!obj) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2598, ZX_JNI_ERR_JSON_NEW);
+        return ZX_JNI_ERR_JSON_NEW;
+    }
+    json_object* name = field_string(info->acBundleName);
+    json_object* version = field_string(info->acVersion);
+    json_object* state = field_string(info->acState);
+    if (!name || !version || !state) {
+        ZX_PROC_DBG_LastWord(kFile, 2606, ZX_JNI_ERR_JSON_NEW, word(name), word(version), word(state), 0);
+        put_made({name, version, state, obj});
+        return ZX_JNI_ERR_JSON_NEW;
+    }
+    json_object_object_add(obj, "Name", name);
+    json_object_object_add(obj, "Version", version);
+    json_object_object_add(obj, "State", state);
+    *out = obj;
+    return 0;
+}
+
+extern "C" uint32_t OSGI_JNI_FillVdataFromJsonPara(PluginVDataRecord* rec, JNIEnv* env, jobjectArray names) {
+    if (!rec) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2630, ZX_JNI_ERR_JSON_NULL);
+        return ZX_JNI_ERR_JSON_NULL;
+    }
+    zxjni::PlatformBuffer block(sizeof(OSGI_JNI_QUERY_LIST_S), kFile, 2633);
+    if (!block) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2636, ZX_JNI_ERR_NOMEM);
+        return ZX_JNI_ERR_NOMEM;
+    }
+    auto* list = reinterpret_cast<OSGI_JNI_QUERY_LIST_S*>(block.get());
+    jsize length = names ? env->GetArrayLength(names) : 0;
+    uint32_t count = static_cast<uint32_t>(length) < OSGI_JNI_MAX_BUNDLES ? static_cast<uint32_t>(length)
+                                                                          : OSGI_JNI_MAX_BUNDLES;
+    ZX_PROC_DBG_TraceS(kLevel, kFile, 2641, 0, "iCount:%u\r\n", count);
+    for (uint32_t i = 0; i < count; ++i) {
+        auto element = static_cast<jstring>(env->GetObjectArrayElement(names, static_cast<jsize>(i)));
+        zxjni::JavaText name(env, element);
+        env->DeleteLocalRef(element);
+        // A null element keeps its slot empty and is not counted.
+        if (!name) continue;
+        ZX_OS_StrNCpy_S(list->aacBundleName[i], sizeof list->aacBundleName[i], name.get(),
+                        sizeof list->aacBundleName[i] - 1);
+        ZX_PROC_DBG_TraceS(kLevel, kFile, 2655, 0, "pcBundleName:%s\r\n", list->aacBundleName[i]);
+        ++list->uiCount;
+    }
+    list->uiFlag = 1;
+    uint32_t code = OSGI_JNI_ZipWriteVData(rec, list, sizeof *list);
+    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 2670, code);
+    block.free_at(2673);
+    return code;
+}
+
+extern "C" jstring OSGI_JNI_FillJsonStrFromVdata(JNIEnv* env, const PluginVDataRecord* rec) {
+    if (!rec) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2495, ZX_JNI_ERR_JSON_NULL);
+        return nullptr;
+    }
+    zxjni::PlatformBuffer block(sizeof(OSGI_JNI_STATE_LIST_S), kFile, 2500);
+    if (!block) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2503, ZX_JNI_ERR_NOMEM);
+        return nullptr;
+    }
+    uint32_t code = OSGI_JNI_ReadUnzipVData(rec, block.get());
+    if (code != 0) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2511, code);
+        return nullptr;
+    }
+    const auto* list = reinterpret_cast<const OSGI_JNI_STATE_LIST_S*>(block.get());
+    ZX_PROC_DBG_TraceS(kLevel, kFile, 2516, 0, "\nuiStatus:%u uiSize:%u", list->uiStatus,
+                       static_cast<uint32_t>(list->iCount));
+    if (list->uiStatus != 0) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2521, list->uiStatus);
+        return nullptr;
+    }
+    json_object* obj = json_object_new_object();
+    json_object* array = obj ? bundle_array(*list) : nullptr;
+    block.free_at(2570);
+    json_object* result = array ? json_object_new_int(0) : nullptr;
+    if (!result) {
+        ZX_PROC_DBG_LastWord(kFile, 2574, ZX_JNI_ERR_GENERAL, word(obj), word(array), 0, 0);
+        put_made({array, obj});
+        return nullptr;
+    }
+    json_object_object_add(obj, "Result", result);
+    json_object_object_add(obj, "BundleLists", array);
+    return render(env, obj, 2580, 2577);
+}
+
+extern "C" jstring OSGI_JNI_FillInstallProcess(JNIEnv* env, const OSGI_JNI_PROCESS_REPLY_S* reply) {
+    if (!reply) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2401, ZX_JNI_ERR_JSON_NULL);
+        return nullptr;
+    }
+    json_object* obj = json_object_new_object();
+    json_object* result = json_object_new_int(ZX_OSGI_JNI_ZXErrConvert(reply->uiResult));
+    json_object* state = field_string(reply->acState);
+    json_object* percent = json_object_new_int(static_cast<int32_t>(reply->uiPercent));
+    if (!obj || !result || !state || !percent) {
+        ZX_PROC_DBG_LastWord_1(kFile, 2436, ZX_JNI_ERR_GENERAL);
+        put_made({result, state, percent, obj});
+        return nullptr;
+    }
+    json_object_object_add(obj, "Result", result);
+    json_object_object_add(obj, "State", state);
+    json_object_object_add(obj, "Percent", percent);
+    return render(env, obj, 2453, 2449);
+}
