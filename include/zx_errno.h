@@ -18,7 +18,7 @@
 #define ZX_ERR_CUT         0xF7F00002u /* the result did not fit and was cut (still terminated) */
 #define ZX_ERR_NOMEM       0xF7F00003u /* memory could not be allocated */
 #define ZX_ERR_SYS         0xF7F00004u /* a system call failed; ZX_OS_GetLastErr() tells errno */
-#define ZX_ERR_NOT_FOUND   0xF7F00005u /* no such name (feature, specification value, interface) */
+#define ZX_ERR_NOT_FOUND   0xF7F00005u /* no such name (feature, platform value, interface) */
 #define ZX_ERR_CORRUPT     0xF7F00006u /* compressed input is malformed or truncated */
 #define ZX_ERR_NOSPACE     0xF7F00007u /* output capacity too small for the result */
 #define ZX_ERR_UNSUPPORTED 0xF7F00008u /* not available on this host */

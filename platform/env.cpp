@@ -141,7 +141,7 @@ int feature_value(const std::string& name) {
 
 bool spec_value(const std::string& name, std::string& out) {
     std::lock_guard<std::mutex> lock(g_profileMutex);
-    json_object* map = profile_section("specs");
+    json_object* map = profile_section("specValues");
     json_object* v = nullptr;
     if (!map || !json_object_object_get_ex(map, name.c_str(), &v)) return false;
     out = json_object_is_type(v, json_type_string) ? json_object_get_string(v) : json_object_to_json_string(v);

@@ -1,4 +1,4 @@
-// Feature switches and specification values from the gateway profile.
+// Feature switches and platform values (ZX_Spec_GetValueByName) from the gateway profile.
 #include <cstring>
 #include <string>
 

@@ -33,7 +33,7 @@ uint32_t scaled_timeout_ms(uint32_t timeoutMs);
 // Host interface mapped from a gateway interface name by the profile ("br0" -> "lo").
 std::string map_interface(const std::string& gatewayName);
 
-// Value of a feature switch (-1 when unknown) and a specification text (false when unknown).
+// Value of a feature switch (-1 when unknown) and a platform value (false when unknown).
 int feature_value(const std::string& name);
 bool spec_value(const std::string& name, std::string& out);
 

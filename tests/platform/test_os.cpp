@@ -304,7 +304,7 @@ TEST(Profile, FeatureSwitchesAndSpecificationValues) {
     zxtest::ScopedTempDir dir;
     std::string path = dir.path() + "/profile.json";
     write_file(path, R"({"features":{"FT_CWMP_OPCO_RMS":1,"FT_OFF":0,"FT_BOOL":true},
-                         "specs":{"VELM_SPEC_PLUGIN_APILIST":"apilist.json","NUM":42}})");
+                         "specValues":{"VELM_SPEC_PLUGIN_APILIST":"apilist.json","NUM":42}})");
     zxtest::set_env("ZX_PROFILE", path.c_str());
     EXPECT_EQ(zxhost::profile_path(), path);
     EXPECT_EQ(ZX_Feature_IsSupportByFeatureName("FT_CWMP_OPCO_RMS"), 1u);
