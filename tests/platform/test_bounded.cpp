@@ -56,7 +56,9 @@ TEST(Bounded, StrNCpyTable) {
         std::string expect = c.result ? c.result : std::string(name32, 0, 31);
         EXPECT_EQ(std::string(g.data()), expect);
         EXPECT_TRUE(g.guards_intact());
-        if (c.status == ZX_ERR_CUT) EXPECT_EQ(ZX_OS_GetLastErr(), ERANGE);
+        if (c.status == ZX_ERR_CUT) {
+            EXPECT_EQ(ZX_OS_GetLastErr(), ERANGE);
+        }
     }
 }
 
