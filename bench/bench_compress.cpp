@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "payloads.h"
 #include "zx_platform.h"
 
 #ifdef ZX_HAVE_ZSTD
@@ -23,54 +24,11 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using zxtest::Bytes;
 
-// Comma-separated IPv4 addresses as in tunnel and DNS forwarding lists, cut to len bytes.
-Bytes address_list(size_t len) {
-    std::mt19937 rng(1);
-    const char* nets[] = {"192.168.1.", "10.0.", "172.16.", "100.64."};
-    std::string text;
-    while (text.size() < len) {
-        const int net = static_cast<int>(rng() % 4);
-        if (!text.empty()) text += ',';
-        text += nets[net];
-        if (net != 0) text += std::to_string(rng() % 256) + '.';
-        text += std::to_string(1 + rng() % 254);
-    }
-    text.resize(len);
-    return Bytes(text.begin(), text.end());
-}
-
-// The bundle state table: status at 136, count at 204, 256 entries of name (128), version (24)
-// and state (16) from offset 208, every entry in use.
-Bytes bundle_table() {
-    Bytes t(43216, 0);
-    const uint32_t status = 0, count = 256;
-    std::memcpy(&t[136], &status, 4);
-    std::memcpy(&t[204], &count, 4);
-    for (uint32_t i = 0; i < count; ++i) {
-        char* e = reinterpret_cast<char*>(&t[208 + i * 168]);
-        std::snprintf(e, 128, "com.example.plugin.%03u", i);
-        std::snprintf(e + 128, 24, "1.0.%u", i % 10);
-        std::snprintf(e + 152, 16, "%s", i % 4 ? "ACTIVE" : "RESOLVED");
-    }
-    return t;
-}
-
-// A JSON bundle list of about 20 KB.
-Bytes bundle_json() {
-    std::string text = "[";
-    for (uint32_t i = 0; text.size() < 20000; ++i) {
-        char entry[256];
-        std::snprintf(entry, sizeof entry,
-                      "%s{\"bundleId\":%u,\"symbolicName\":\"com.example.plugin.%03u\",\"version\":\"1.0.%u\","
-                      "\"state\":\"%s\",\"location\":\"file:/mnt/jffs2/plugins/com.example.plugin.%03u.jar\"}",
-                      i ? "," : "", i + 1, i, i % 10, i % 4 ? "ACTIVE" : "RESOLVED", i);
-        text += entry;
-    }
-    text += "]";
-    return Bytes(text.begin(), text.end());
-}
+using zxtest::address_list;
+using zxtest::bundle_json;
+using zxtest::bundle_table;
 
 struct Shape {
     std::string label;

@@ -8,47 +8,19 @@
 #include <string>
 #include <vector>
 
+#include "payloads.h"
 #include "zx_platform.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using zxtest::Bytes;
 
 constexpr uint32_t kHeader = ZX_OS_COMPRESS_HEADER;
 constexpr size_t kGuard = 64;
 constexpr uint8_t kGuardByte = 0xA5;
 
-// Comma-separated IPv4 addresses from a few subnets, cut to exactly len bytes.
-Bytes address_list(size_t len, uint32_t seed = 1) {
-    std::mt19937 rng(seed);
-    const char* nets[] = {"192.168.1.", "10.0.", "172.16.", "100.64."};
-    std::string text;
-    while (text.size() < len) {
-        const int net = static_cast<int>(rng() % 4);
-        if (!text.empty()) text += ',';
-        text += nets[net];
-        if (net != 0) text += std::to_string(rng() % 256) + '.';
-        text += std::to_string(1 + rng() % 254);
-    }
-    text.resize(len);
-    return Bytes(text.begin(), text.end());
-}
-
-// The bundle state table: status at 136, count at 204, then 256 entries of name (128), version
-// (24) and state (16) from offset 208.
-Bytes bundle_table(uint32_t count) {
-    Bytes t(43216, 0);
-    const uint32_t status = 0;
-    std::memcpy(&t[136], &status, 4);
-    std::memcpy(&t[204], &count, 4);
-    for (uint32_t i = 0; i < count; ++i) {
-        char* e = reinterpret_cast<char*>(&t[208 + i * 168]);
-        std::snprintf(e, 128, "com.example.plugin.%03u", i);
-        std::snprintf(e + 128, 24, "1.0.%u", i % 7);
-        std::snprintf(e + 152, 16, "%s", i % 3 ? "ACTIVE" : "RESOLVED");
-    }
-    return t;
-}
+using zxtest::address_list;
+using zxtest::bundle_table;
 
 Bytes random_bytes(size_t len, uint32_t seed) {
     std::mt19937 rng(seed);
