@@ -33,12 +33,13 @@ inline void trace_entry(const char* method, uint32_t line) {
 
 enum class OnFailure { Clear, CodeText, Kept };
 
-namespace detail {
-
+// A trace of the binding module: level 249, source "baseservice_jni".
 template <class... Args>
 void trace(uint32_t line, const char* format, Args... args) {
     ZX_PROC_DBG_TraceS(kBindingLevel, kBaseServiceFile, line, 0, format, args...);
 }
+
+namespace detail {
 
 inline void apply_failure_rule(OnFailure rule, char* buf, uint32_t size, uint32_t code) {
     if (code == 0 || rule == OnFailure::Kept) return;
@@ -60,7 +61,7 @@ public:
     // A binding whose entry text departs from the usual one; its family quotes the text in full.
     Binding(JNIEnv* env, uint32_t line, const char* entryText) : env_(env) {
         ZX_OS_MemSet_S(buf_, N, 0, N);
-        detail::trace(line, "%s", entryText);
+        zxjni::trace(line, "%s", entryText);
     }
     Binding(const Binding&) = delete;
     Binding& operator=(const Binding&) = delete;
@@ -70,12 +71,12 @@ public:
 
     template <class... Args>
     void trace(uint32_t line, const char* format, Args... args) {
-        detail::trace(line, format, args...);
+        zxjni::trace(line, format, args...);
     }
 
     // Traces "<format>" with the code and the buffer, applies the failure rule, returns the text.
     jstring finish(uint32_t code, uint32_t line, const char* format) {
-        detail::trace(line, format, code, buf_);
+        zxjni::trace(line, format, code, buf_);
         detail::apply_failure_rule(Rule, buf_, N, code);
         return char2jstring(env_, buf_);
     }
@@ -84,7 +85,7 @@ public:
     // (the families whose closing trace is the reply itself).
     jstring finish_with_reply(uint32_t code, uint32_t line, const char* format) {
         detail::apply_failure_rule(Rule, buf_, N, code);
-        detail::trace(line, format, buf_);
+        zxjni::trace(line, format, buf_);
         return char2jstring(env_, buf_);
     }
 
@@ -123,7 +124,7 @@ public:
     }
 
     jstring finish(uint32_t code, uint32_t line, const char* format) {
-        detail::trace(line, format, code, block_.get());
+        zxjni::trace(line, format, code, block_.get());
         detail::apply_failure_rule(OnFailure::Clear, block_.get(), kSize, code);
         return char2jstring(env_, block_.get());
     }

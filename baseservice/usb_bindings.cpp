@@ -119,10 +119,10 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbOpen(JNIEnv
 extern "C" JNIEXPORT jboolean JNICALL
 Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbDataAvailable(JNIEnv*, jobject, jint handle) {
     zxjni::trace_entry("usbDataAvailable", __LINE__);
-    zxjni::detail::trace(__LINE__, "\r\n iHandle = %u \r\n", u32(handle));
+    zxjni::trace(__LINE__, "\r\n iHandle = %u \r\n", u32(handle));
     uint32_t flag = 0;  // false unless the platform says otherwise; its code is not consulted
     (void)ZX_JNI_UsbDataAvailable(u32(handle), &flag);
-    zxjni::detail::trace(__LINE__, "ZX_JNI_UsbDataAvailable %u\n", flag);
+    zxjni::trace(__LINE__, "ZX_JNI_UsbDataAvailable %u\n", flag);
     return flag ? JNI_TRUE : JNI_FALSE;
 }
 
