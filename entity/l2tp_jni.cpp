@@ -140,12 +140,12 @@ uint32_t text_len(const char* s) { return static_cast<uint32_t>(std::strlen(s));
 // member that is missing leaves no Java exception behind: the command reports its own failure.
 class CommandArg {
 public:
-    CommandArg(JNIEnv* env, jobject obj) : env_(env), obj_(obj), cls_(obj ? env->GetObjectClass(obj) : nullptr) {}
+    CommandArg(JNIEnv* env, jobject obj) : env_(env), obj_(obj), cls_(env, obj ? env->GetObjectClass(obj) : nullptr) {}
 
-    explicit operator bool() const { return cls_ != nullptr; }
+    explicit operator bool() const { return static_cast<bool>(cls_); }
 
-    jfieldID field(const char* name, const char* sig) { return cleared(env_->GetFieldID(cls_, name, sig)); }
-    jmethodID getter(const char* name) { return cleared(env_->GetMethodID(cls_, name, kGetterSig)); }
+    jfieldID field(const char* name, const char* sig) { return cleared(env_->GetFieldID(cls_.get(), name, sig)); }
+    jmethodID getter(const char* name) { return cleared(env_->GetMethodID(cls_.get(), name, kGetterSig)); }
 
     jstring text(jfieldID id) { return static_cast<jstring>(env_->GetObjectField(obj_, id)); }
     // The getter's result; a getter that throws counts as one that answered null.
@@ -165,7 +165,7 @@ private:
 
     JNIEnv* env_;
     jobject obj_;
-    jclass cls_;
+    zxjni::LocalRef<jclass> cls_;
 };
 
 // The three members that name a tunnel.
@@ -391,22 +391,7 @@ uint32_t getDnsAnalysis(JNIEnv* env, jobject obj, char* buf, uint32_t size) {
 // The local references a command makes (classes, member values, converted strings) live in a
 // frame of their own, dropped when the command is done: a command may make more than the 16 a
 // native method is granted by default.
-class LocalFrame {
-public:
-    static constexpr jint kCapacity = 64;
-    explicit LocalFrame(JNIEnv* env) : env_(env), pushed_(env->PushLocalFrame(kCapacity) == 0) {
-        if (!pushed_) env_->ExceptionClear();
-    }
-    ~LocalFrame() {
-        if (pushed_) env_->PopLocalFrame(nullptr);
-    }
-    LocalFrame(const LocalFrame&) = delete;
-    LocalFrame& operator=(const LocalFrame&) = delete;
-
-private:
-    JNIEnv* env_;
-    bool pushed_;
-};
+constexpr jint kCommandFrame = 64;
 
 class SendBuffer {
 public:
@@ -571,7 +556,7 @@ extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_enti
     trace(868, "Command Type:%d  \r\n", type);
     // Types 1 to 101 go through the table (one unsigned test); everything else is unknown.
     if (static_cast<uint32_t>(type) - 1 < 101) {
-        LocalFrame frame(env);
+        zxjni::LocalFrame frame(env, kCommandFrame);
         run_command(env, type, arg, out);
     } else {
         trace(1034, "\n Unknown Command!\r\n");

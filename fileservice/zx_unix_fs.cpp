@@ -22,6 +22,7 @@ constexpr size_t kNameTable = 65534;  // names one listing takes at most
 constexpr size_t kNameMax = 255;
 
 using zxjni::JavaText;
+using zxjni::LocalRef;
 
 }  // namespace
 
@@ -95,24 +96,24 @@ ZX_FS_NATIVE(jobjectArray, list)(JNIEnv* env, jobject, jstring jpath) {
     }
     closedir(dir);
 
-    jobjectArray result = nullptr;
-    jclass stringClass = env->FindClass("java/lang/String");
-    if (stringClass) result = env->NewObjectArray(static_cast<jsize>(count), stringClass, nullptr);
+    // The names are made one at a time and dropped once stored: one listing may hold 65534.
+    LocalRef<jclass> stringClass(env, env->FindClass("java/lang/String"));
+    LocalRef<jobjectArray> result(env, nullptr);
+    if (stringClass)
+        result = LocalRef<jobjectArray>(env, env->NewObjectArray(static_cast<jsize>(count), stringClass.get(), nullptr));
     if (env->ExceptionCheck()) {
         env->ExceptionClear();
-        result = nullptr;
+        result.reset();
     }
     for (size_t i = 0; i < count; ++i) {
         if (result) {
-            jstring name = char2jstring(env, names[i]);
-            env->SetObjectArrayElement(result, static_cast<jsize>(i), name);
-            if (name) env->DeleteLocalRef(name);  // one listing may hold 65534 names
+            LocalRef<jstring> name(env, char2jstring(env, names[i]));
+            env->SetObjectArrayElement(result.get(), static_cast<jsize>(i), name.get());
         }
         std::free(names[i]);
     }
-    if (stringClass) env->DeleteLocalRef(stringClass);
     std::free(names);
-    return result;
+    return result.release();
 }
 
 ZX_FS_NATIVE(jboolean, createDirectory)(JNIEnv* env, jobject, jstring jpath) {
@@ -134,11 +135,9 @@ ZX_FS_NATIVE(jstring, canonicalize0)(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     if (!path) return nullptr;
     size_t size = std::strlen(path.get()) + 1;
-    auto* out = static_cast<char*>(std::calloc(1, size));
+    JavaText out(static_cast<char*>(std::calloc(1, size)));
     if (!out) return nullptr;
-    jstring result = canonicalize(path.get(), out, static_cast<uint32_t>(size)) == 0 ? char2jstring(env, out) : nullptr;
-    std::free(out);
-    return result;
+    return canonicalize(path.get(), out.data(), static_cast<uint32_t>(size)) == 0 ? char2jstring(env, out.get()) : nullptr;
 }
 
 // Nothing to look up: no class, field or method IDs are kept.
