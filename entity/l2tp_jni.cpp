@@ -6,7 +6,9 @@
 #include <dlfcn.h>
 #include <jni.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "com_zentrix_nodalis_deviceservice_entity_JNINativeMethods.h"
 #include "l2tp_api.h"
@@ -431,86 +433,144 @@ void code_answer(SendBuffer& out, uint32_t code, Line line, const char* format) 
 // A type outside the table, or a gap in it: nothing is answered (Java receives null).
 void unknown_command() { kL2tpJni.trace(1034_ln, "\n Unknown Command!\r\n"); }
 
-void run_command(JNIEnv* env, jint type, jobject arg, SendBuffer& out) {
-    char* buf = out.get();
-    constexpr uint32_t n = SendBuffer::size();
-    switch (type) {
-    case 1:
-        out.text(ZX_TARN_GetOntMac(buf, n), 874_ln, "\n getONTMac ret: %d \r\n", 879_ln, "\nget ont mac result data:%s \r\n");
-        return;
-    case 2:
-        out.text(ZX_TARN_GetInternetWanIp(buf, n), 883_ln, "\n getWANIP ret: %d ", 888_ln, "\nget WAN IP result data:%s\n");
-        return;
-    case 3: {
-        // The statistic is the answer; the result code is only traced.
-        uint32_t count = 0;
-        uint32_t code = getDNSForwardConstatics(env, arg, &count);
-        kL2tpJni.trace(892_ln, "\n getDNSForwardConstatics ret: %d ", static_cast<int32_t>(code));
-        out.number(static_cast<int32_t>(count));
-        return;
-    }
-    case 4:
-        return code_answer(out, addDNSForwardList(env, arg), 897_ln, "\n addDNSForwardList ret: %d ");
-    case 5:
-        return code_answer(out, deleteDNSForwardList(env, arg), 902_ln, "\n deleteDNSForwardList ret: %d ");
-    case 6:
-        return code_answer(out, setupVPN(env, arg), 907_ln, "\n setupVPN ret: %d ");
-    case 7:
-        return code_answer(out, disconnectVPN(env, arg), 912_ln, "\n disconnectVPN ret: %d ");
-    case 8:
-        return code_answer(out, tunnel_list(kAddVpnAddress, env, arg), 917_ln, "\n addVPNAddress ret: %d ");
-    case 9:
-        return code_answer(out, tunnel_list(kDeleteVpnAddress, env, arg), 922_ln, "\n deleteVPNAddress ret: %d ");
-    case 11:
-        out.text(ZX_TARN_GetPppoeUserName(buf, n), 927_ln, "\n getPppoeUserName ret: %d \r\n");
-        return;
-    case 12:
-        return code_answer(out, traffic_monitoring(kAddTraffic, env, arg), 935_ln,
-                           "\n addTrafficMonitoringDestAddress ret: %d ");
-    case 13:
-        // The delete command traces the add command's text.
-        return code_answer(out, traffic_monitoring(kDeleteTraffic, env, arg), 940_ln,
-                           "\n addTrafficMonitoringDestAddress ret: %d ");
-    case 14:
-        out.text(getDevicePPPoENameAndWANIP(env, arg, buf, n), 946_ln, "getDevicePPPoENameAndWANIP ret: %d \r\n", 951_ln,
-                 "getDevicePPPoENameAndWANIP result data:%s \r\n");
-        return;
-    case 15:
-        out.text(ZX_TARN_getDeviceWLANChannel(buf, n), 956_ln, "getDeviceWLANChannel ret: %d \r\n", 961_ln,
-                 "getDeviceWLANChannel result data:%s \r\n", false);
-        return;
-    case 16:
-        out.text(ZX_TARN_getDeviceCloudAddress(buf, n), 966_ln, "getDeviceCloudAddress ret: %d \r\n", 971_ln,
-                 "getDeviceCloudAddress result data:%s \r\n");
-        return;
-    case 17:
-        out.text(ZX_TARN_getDeviceLANIP(buf, n), 975_ln, "getDeviceLANIP ret: %d \r\n", 980_ln,
-                 "getDeviceLANIP result data:%s \r\n");
-        return;
-    case 18:
-        out.text(ZX_VELM_getDevicePhyInfo(buf, n), 985_ln, "getDevicePhyInfo ret: %d \r\n", 990_ln,
-                 "getDevicePhyInfo result data:%s \r\n");
-        return;
-    case 19:
-        out.text(ZX_VELM_getDeviceUpdateState(buf, n), 995_ln, "getDeviceUpdateState ret: %d \r\n", 1000_ln,
-                 "getDeviceUpdateState result data:%s \r\n");
-        return;
-    case 20:
-        out.text(ZX_TARN_getDeviceCloudAddressAndPort(buf, n), 1005_ln, "getDeviceCloudAddressAndPort ret: %d \r\n", 1010_ln,
-                 "getDeviceCloudAddressAndPort result data:%s \r\n");
-        return;
-    case 21:
-        out.text(getDnsAnalysis(env, arg, buf, n), 1015_ln, "getDnsAnalysis ret: %d \r\n", 1020_ln,
-                 "getDnsAnalysis result data:%s \r\n");
-        return;
-    case 100:
-        return code_answer(out, tunnel_list(kAddVpnSrcAddress, env, arg), 1025_ln, "\n addVPNSrcAddress ret: %d ");
-    case 101:
-        return code_answer(out, tunnel_list(kDeleteVpnSrcAddress, env, arg), 1030_ln, "\n deleteVPNSrcAddress ret: %d ");
-    default:
-        unknown_command();
-        return;
-    }
+// ---- The command table ---------------------------------------------------------------------
+
+constexpr uint32_t kBuf = SendBuffer::size();
+
+// One command of JNINativeMethods.send: its number, its name and what it does. The table is
+// sorted by number; a number it lacks is an unknown command.
+struct Command {
+    jint type;
+    const char* name;
+    void (*run)(JNIEnv* env, jobject arg, SendBuffer& out);
+};
+
+constexpr Command kCommands[] = {
+    {1, "getONTMac",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_TARN_GetOntMac(out.get(), kBuf), 874_ln, "\n getONTMac ret: %d \r\n", 879_ln,
+                  "\nget ont mac result data:%s \r\n");
+     }},
+    {2, "getWANIP",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_TARN_GetInternetWanIp(out.get(), kBuf), 883_ln, "\n getWANIP ret: %d ", 888_ln,
+                  "\nget WAN IP result data:%s\n");
+     }},
+    {3, "getDNSForwardConstatics",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         // The statistic is the answer; the result code is only traced.
+         uint32_t count = 0;
+         uint32_t code = getDNSForwardConstatics(env, arg, &count);
+         kL2tpJni.trace(892_ln, "\n getDNSForwardConstatics ret: %d ", static_cast<int32_t>(code));
+         out.number(static_cast<int32_t>(count));
+     }},
+    {4, "addDNSForwardList",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, addDNSForwardList(env, arg), 897_ln, "\n addDNSForwardList ret: %d ");
+     }},
+    {5, "deleteDNSForwardList",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, deleteDNSForwardList(env, arg), 902_ln, "\n deleteDNSForwardList ret: %d ");
+     }},
+    {6, "setupVPN",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, setupVPN(env, arg), 907_ln, "\n setupVPN ret: %d ");
+     }},
+    {7, "disconnectVPN",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, disconnectVPN(env, arg), 912_ln, "\n disconnectVPN ret: %d ");
+     }},
+    {8, "addVPNAddress",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, tunnel_list(kAddVpnAddress, env, arg), 917_ln, "\n addVPNAddress ret: %d ");
+     }},
+    {9, "deleteVPNAddress",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, tunnel_list(kDeleteVpnAddress, env, arg), 922_ln, "\n deleteVPNAddress ret: %d ");
+     }},
+    {11, "getPppoeUserName",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_TARN_GetPppoeUserName(out.get(), kBuf), 927_ln, "\n getPppoeUserName ret: %d \r\n");
+     }},
+    {12, "addTrafficMonitoringDestAddress",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, traffic_monitoring(kAddTraffic, env, arg), 935_ln,
+                     "\n addTrafficMonitoringDestAddress ret: %d ");
+     }},
+    {13, "deleteTrafficMonitoringDestAddress",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         // The delete command traces the add command's text.
+         code_answer(out, traffic_monitoring(kDeleteTraffic, env, arg), 940_ln,
+                     "\n addTrafficMonitoringDestAddress ret: %d ");
+     }},
+    {14, "getDevicePPPoENameAndWANIP",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         out.text(getDevicePPPoENameAndWANIP(env, arg, out.get(), kBuf), 946_ln,
+                  "getDevicePPPoENameAndWANIP ret: %d \r\n", 951_ln, "getDevicePPPoENameAndWANIP result data:%s \r\n");
+     }},
+    {15, "getDeviceWLANChannel",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         // A failure keeps whatever the API left in the buffer.
+         out.text(ZX_TARN_getDeviceWLANChannel(out.get(), kBuf), 956_ln, "getDeviceWLANChannel ret: %d \r\n", 961_ln,
+                  "getDeviceWLANChannel result data:%s \r\n", false);
+     }},
+    {16, "getDeviceCloudAddress",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_TARN_getDeviceCloudAddress(out.get(), kBuf), 966_ln, "getDeviceCloudAddress ret: %d \r\n",
+                  971_ln, "getDeviceCloudAddress result data:%s \r\n");
+     }},
+    {17, "getDeviceLANIP",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_TARN_getDeviceLANIP(out.get(), kBuf), 975_ln, "getDeviceLANIP ret: %d \r\n", 980_ln,
+                  "getDeviceLANIP result data:%s \r\n");
+     }},
+    {18, "getDevicePhyInfo",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_VELM_getDevicePhyInfo(out.get(), kBuf), 985_ln, "getDevicePhyInfo ret: %d \r\n", 990_ln,
+                  "getDevicePhyInfo result data:%s \r\n");
+     }},
+    {19, "getDeviceUpdateState",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_VELM_getDeviceUpdateState(out.get(), kBuf), 995_ln, "getDeviceUpdateState ret: %d \r\n", 1000_ln,
+                  "getDeviceUpdateState result data:%s \r\n");
+     }},
+    {20, "getDeviceCloudAddressAndPort",
+     [](JNIEnv*, jobject, SendBuffer& out) {
+         out.text(ZX_TARN_getDeviceCloudAddressAndPort(out.get(), kBuf), 1005_ln,
+                  "getDeviceCloudAddressAndPort ret: %d \r\n", 1010_ln,
+                  "getDeviceCloudAddressAndPort result data:%s \r\n");
+     }},
+    {21, "getDnsAnalysis",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         out.text(getDnsAnalysis(env, arg, out.get(), kBuf), 1015_ln, "getDnsAnalysis ret: %d \r\n", 1020_ln,
+                  "getDnsAnalysis result data:%s \r\n");
+     }},
+    {100, "addVPNSrcAddress",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, tunnel_list(kAddVpnSrcAddress, env, arg), 1025_ln, "\n addVPNSrcAddress ret: %d ");
+     }},
+    {101, "deleteVPNSrcAddress",
+     [](JNIEnv* env, jobject arg, SendBuffer& out) {
+         code_answer(out, tunnel_list(kDeleteVpnSrcAddress, env, arg), 1030_ln, "\n deleteVPNSrcAddress ret: %d ");
+     }},
+};
+
+constexpr bool sorted_and_unique(const Command* begin, const Command* end) {
+    for (const Command* c = begin; c + 1 < end; ++c)
+        if (c->type >= (c + 1)->type) return false;
+    return true;
+}
+static_assert(sorted_and_unique(std::begin(kCommands), std::end(kCommands)), "commands sorted by number, each once");
+// The dispatcher's unsigned range test (type - 1 below 101) must cover every command.
+static_assert(kCommands[0].type >= 1 && std::end(kCommands)[-1].type <= 101, "commands within 1 to 101");
+
+// The command of a type, or null.
+const Command* find_command(jint type) {
+    // Types 1 to 101 go through the table (one unsigned test); everything else is unknown.
+    if (static_cast<uint32_t>(type) - 1 >= 101) return nullptr;
+    const Command* c = std::lower_bound(std::begin(kCommands), std::end(kCommands), type,
+                                        [](const Command& cmd, jint t) { return cmd.type < t; });
+    return c != std::end(kCommands) && c->type == type ? c : nullptr;
 }
 
 }  // namespace
@@ -560,10 +620,9 @@ extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_enti
                                                                                                      jobject arg) {
     SendBuffer out;
     kL2tpJni.trace(868_ln, "Command Type:%d  \r\n", type);
-    // Types 1 to 101 go through the table (one unsigned test); everything else is unknown.
-    if (static_cast<uint32_t>(type) - 1 < 101) {
+    if (const Command* command = find_command(type)) {
         zxjni::LocalFrame frame(env, kCommandFrame);
-        run_command(env, type, arg, out);
+        command->run(env, arg, out);
     } else {
         unknown_command();
     }
