@@ -12,6 +12,7 @@
 
 #include "com_zentrix_nodalis_deviceservice_entity_JNINativeMethods.h"
 #include "l2tp_api.h"
+#include "object_arg.h"
 #include "scoped.h"
 #include "trace_unit.h"
 
@@ -130,47 +131,15 @@ extern "C" uint32_t JNI_OsgiNextTag(void) {
 namespace {
 
 constexpr uint32_t kSendBufSize = 500;
-constexpr const char* kStringSig = "Ljava/lang/String;";
-constexpr const char* kGetterSig = "()Ljava/lang/String;";
+using zxjni::ObjectArg;
+constexpr const char* kStringSig = ObjectArg::kStringSig;
 
 uint32_t text_len(const char* s) { return static_cast<uint32_t>(std::strlen(s)); }
-
-// The object a command was given, read through its own class (never looked up by name). A
-// member that is missing leaves no Java exception behind: the command reports its own failure.
-class CommandArg {
-public:
-    CommandArg(JNIEnv* env, jobject obj) : env_(env), obj_(obj), cls_(env, obj ? env->GetObjectClass(obj) : nullptr) {}
-
-    explicit operator bool() const { return static_cast<bool>(cls_); }
-
-    jfieldID field(const char* name, const char* sig) { return cleared(env_->GetFieldID(cls_.get(), name, sig)); }
-    jmethodID getter(const char* name) { return cleared(env_->GetMethodID(cls_.get(), name, kGetterSig)); }
-
-    jstring text(jfieldID id) { return static_cast<jstring>(env_->GetObjectField(obj_, id)); }
-    // The getter's result; a getter that throws counts as one that answered null.
-    jstring call(jmethodID id) { return cleared(static_cast<jstring>(env_->CallObjectMethod(obj_, id))); }
-    // The port is declared short on the Java side; only its low 16 bits travel.
-    jshort port(jfieldID id) { return env_->GetShortField(obj_, id); }
-
-private:
-    template <class T>
-    T cleared(T value) {
-        if (env_->ExceptionCheck()) {
-            env_->ExceptionClear();
-            return nullptr;
-        }
-        return value;
-    }
-
-    JNIEnv* env_;
-    jobject obj_;
-    zxjni::LocalRef<jclass> cls_;
-};
 
 // The three members that name a tunnel.
 struct TunnelIds {
     jfieldID lns, user, pass;
-    explicit TunnelIds(CommandArg& arg)
+    explicit TunnelIds(ObjectArg& arg)
         : lns(arg.field("lnsAddress", kStringSig)),
           user(arg.field("userName", kStringSig)),
           pass(arg.field("password", kStringSig)) {}
@@ -180,7 +149,7 @@ struct TunnelIds {
 // ---- DNS forwarding ------------------------------------------------------------------------
 
 uint32_t getDNSForwardConstatics(JNIEnv* env, jobject obj, uint32_t* count) {
-    CommandArg arg(env, obj);
+    ObjectArg arg(env, obj);
     if (!arg) {
         kL2tpJni.trace(222_ln, "\n getDNSForwardConstatics->GetObjectClass failed \r\n");
         return 1;
@@ -196,7 +165,7 @@ uint32_t getDNSForwardConstatics(JNIEnv* env, jobject obj, uint32_t* count) {
 }
 
 uint32_t addDNSForwardList(JNIEnv* env, jobject obj) {
-    CommandArg arg(env, obj);
+    ObjectArg arg(env, obj);
     if (!arg) {
         kL2tpJni.trace(140_ln, "\n addDNSForwardList->GetObjectClass failed \r\n");
         return 1;
@@ -217,7 +186,7 @@ uint32_t addDNSForwardList(JNIEnv* env, jobject obj) {
 }
 
 uint32_t deleteDNSForwardList(JNIEnv* env, jobject obj) {
-    CommandArg arg(env, obj);
+    ObjectArg arg(env, obj);
     if (!arg) {
         kL2tpJni.trace(186_ln, "\n deleteDNSForwardList->GetObjectClass failed \r\n");
         return 1;
@@ -236,7 +205,7 @@ uint32_t deleteDNSForwardList(JNIEnv* env, jobject obj) {
 // ---- Tunnels -------------------------------------------------------------------------------
 
 uint32_t setupVPN(JNIEnv* env, jobject obj) {
-    CommandArg arg(env, obj);
+    ObjectArg arg(env, obj);
     if (!arg) {
         kL2tpJni.trace(257_ln, "\n setupVPN->GetObjectClass failed \r\n");
         return 1;
@@ -250,7 +219,7 @@ uint32_t setupVPN(JNIEnv* env, jobject obj) {
     zxjni::JavaText lns(env, arg.text(ids.lns));
     zxjni::JavaText user(env, arg.text(ids.user));
     zxjni::SecretText pass(env, arg.text(ids.pass));
-    jshort port = arg.port(portId);
+    jshort port = arg.short_value(portId);  // declared short in Java; its low 16 bits travel
     if (!lns || !user || !pass) return 1;
     kL2tpJni.trace(290_ln, "\n setupVPN->port:%d\r\n", static_cast<int32_t>(port));
     // The service answers the tunnel's name; this command does not hand it on.
@@ -260,7 +229,7 @@ uint32_t setupVPN(JNIEnv* env, jobject obj) {
 }
 
 uint32_t disconnectVPN(JNIEnv* env, jobject obj) {
-    CommandArg arg(env, obj);
+    ObjectArg arg(env, obj);
     if (!arg) {
         kL2tpJni.trace(312_ln, "\n disconnectVPN->GetObjectClass failed \r\n");
         return 1;
@@ -303,7 +272,7 @@ constexpr TunnelListCommand kDeleteVpnSrcAddress{"getSrcAddressList", ZX_TARN_De
                                                  "\n deleteVPNSrcAddress->getMethod Id  failed \r\n"};
 
 uint32_t tunnel_list(const TunnelListCommand& cmd, JNIEnv* env, jobject obj) {
-    CommandArg arg(env, obj);
+    ObjectArg arg(env, obj);
     if (!arg) {
         kL2tpJni.trace(cmd.noClassLine, "%s", cmd.noClassText);
         return 1;
@@ -344,7 +313,7 @@ constexpr TrafficCommand kDeleteTraffic{ZX_TARN_DelTrafficMonitoringDestAddr, 61
                                         "\n deleteTrafficMonitoringDestAddress->CallObjectMethod failed \r\n"};
 
 uint32_t traffic_monitoring(const TrafficCommand& cmd, JNIEnv* env, jobject obj) {
-    CommandArg arg(env, obj);
+    ObjectArg arg(env, obj);
     if (!arg) {
         kL2tpJni.trace(cmd.noClassLine, "%s", cmd.noClassText);
         return 1;
