@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "scoped.h"
 #include "zx_bridge.h"
 
 namespace {
@@ -19,60 +20,53 @@ bool failed(JNIEnv* env) {
     return true;
 }
 
-struct LocalRef {
-    JNIEnv* env;
-    jobject ref;
-    ~LocalRef() {
-        if (ref) env->DeleteLocalRef(ref);
-    }
-};
+using zxjni::LocalRef;
 
 }  // namespace
 
 extern "C" char* jstring2char(JNIEnv* env, jstring str) {
     if (!str) return nullptr;
-    LocalRef cls{env, env->FindClass("java/lang/String")};
-    if (failed(env) || !cls.ref) return nullptr;
-    LocalRef charset{env, env->NewStringUTF("utf-8")};
-    if (failed(env) || !charset.ref) return nullptr;
-    jmethodID getBytes = env->GetMethodID(static_cast<jclass>(cls.ref), "getBytes", "(Ljava/lang/String;)[B");
+    LocalRef<jclass> cls(env, env->FindClass("java/lang/String"));
+    if (failed(env) || !cls) return nullptr;
+    LocalRef<jstring> charset(env, env->NewStringUTF("utf-8"));
+    if (failed(env) || !charset) return nullptr;
+    jmethodID getBytes = env->GetMethodID(cls.get(), "getBytes", "(Ljava/lang/String;)[B");
     if (failed(env) || !getBytes) return nullptr;
-    LocalRef bytes{env, env->CallObjectMethod(str, getBytes, charset.ref)};
-    if (failed(env) || !bytes.ref) return nullptr;
-    auto array = static_cast<jbyteArray>(bytes.ref);
+    LocalRef<jbyteArray> bytes(env, static_cast<jbyteArray>(env->CallObjectMethod(str, getBytes, charset.get())));
+    if (failed(env) || !bytes) return nullptr;
+    jbyteArray array = bytes.get();
     jsize n = env->GetArrayLength(array);
     if (n <= 0) return nullptr;
-    jbyte* elements = env->GetByteArrayElements(array, nullptr);
+    // Released with mode 0 on every path, the failed allocation included: the virtual machine's
+    // copy of the elements would otherwise stay allocated.
+    zxjni::PinnedBytes elements(env, array);
     if (!elements) {
         failed(env);
         return nullptr;
     }
     auto* text = static_cast<char*>(std::malloc(static_cast<size_t>(n) + 1));
     if (text) {
-        ZX_OS_MemCpy_S(text, static_cast<uint32_t>(n) + 1, elements, static_cast<uint32_t>(n));
+        ZX_OS_MemCpy_S(text, static_cast<uint32_t>(n) + 1, elements.get(), static_cast<uint32_t>(n));
         text[n] = '\0';
     }
-    // Released on the failure path too: the virtual machine's copy of the elements would
-    // otherwise stay allocated.
-    env->ReleaseByteArrayElements(array, elements, 0);
     return text;
 }
 
 extern "C" jstring char2jstring(JNIEnv* env, const char* str) {
     if (!str) return nullptr;
     size_t n = std::strlen(str);
-    LocalRef cls{env, env->FindClass("java/lang/String")};
-    if (failed(env) || !cls.ref) return nullptr;
-    LocalRef charset{env, env->NewStringUTF("utf-8")};
-    if (failed(env) || !charset.ref) return nullptr;
-    jmethodID init = env->GetMethodID(static_cast<jclass>(cls.ref), "<init>", "([BLjava/lang/String;)V");
+    LocalRef<jclass> cls(env, env->FindClass("java/lang/String"));
+    if (failed(env) || !cls) return nullptr;
+    LocalRef<jstring> charset(env, env->NewStringUTF("utf-8"));
+    if (failed(env) || !charset) return nullptr;
+    jmethodID init = env->GetMethodID(cls.get(), "<init>", "([BLjava/lang/String;)V");
     if (failed(env) || !init) return nullptr;
     if (n == 0 || n > 0x7FFFFFFF) return nullptr;
-    LocalRef bytes{env, env->NewByteArray(static_cast<jsize>(n))};
-    if (failed(env) || !bytes.ref) return nullptr;
-    env->SetByteArrayRegion(static_cast<jbyteArray>(bytes.ref), 0, static_cast<jsize>(n),
+    LocalRef<jbyteArray> bytes(env, env->NewByteArray(static_cast<jsize>(n)));
+    if (failed(env) || !bytes) return nullptr;
+    env->SetByteArrayRegion(bytes.get(), 0, static_cast<jsize>(n),
                             reinterpret_cast<const jbyte*>(str));
-    auto result = static_cast<jstring>(env->NewObject(static_cast<jclass>(cls.ref), init, bytes.ref, charset.ref));
+    auto result = static_cast<jstring>(env->NewObject(cls.get(), init, bytes.get(), charset.get()));
     if (failed(env)) return nullptr;
     return result;
 }

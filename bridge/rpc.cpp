@@ -2,6 +2,7 @@
 // header and a time-out, and records a failed call in its own unit's last words.
 #include <cstring>
 
+#include "trace_unit.h"
 #include "zx_bridge.h"
 
 namespace {
@@ -14,25 +15,23 @@ struct Wrapper {
     uint32_t timeoutMs;
     bool nullRequestGetsScratch;  // only the USB device wrapper sends a zero word for a NULL request
     FailureRecord record;
-    const char* file;
-    uint32_t line;
+    const zxtrace::Unit* unit;  // whose last words record a failed call
+    zxtrace::Line line;
 };
 
-constexpr const char* kL2tpApi = "l2tp_api";
-constexpr const char* kVelmApi = "../velm/zx_velm_jni_api";
-constexpr const char* kZelApi = "../zel/zx_zel_jni_api";
+using zxtrace::kL2tpApi, zxtrace::kVelmApi, zxtrace::kZelApi, zxtrace::operator""_ln;
 
-constexpr Wrapper kL2tpTarn{"tarn", 216, 5000, false, FailureRecord::Short, kL2tpApi, 127};
-constexpr Wrapper kL2tpAppm{"app_m", 222, 5000, false, FailureRecord::Short, kL2tpApi, 201};
-constexpr Wrapper kL2tpCwmp{"cwmp", 15, 5000, false, FailureRecord::Short, kL2tpApi, 223};
-constexpr Wrapper kZel{"zel", 138, 5000, false, FailureRecord::Long, kVelmApi, 121};
-constexpr Wrapper kTern{"tarn", 48, 5000, false, FailureRecord::Long, kVelmApi, 159};
-constexpr Wrapper kVoice{"voice", 0, 30000, false, FailureRecord::Long, kVelmApi, 195};
-constexpr Wrapper kAppm{"app_m", 249, 30000, false, FailureRecord::Short, kVelmApi, 232};
-constexpr Wrapper kUsb{"usb_mngt", 0, 30000, false, FailureRecord::Short, kVelmApi, 254};
+constexpr Wrapper kL2tpTarn{"tarn", 216, 5000, false, FailureRecord::Short, &kL2tpApi, 127_ln};
+constexpr Wrapper kL2tpAppm{"app_m", 222, 5000, false, FailureRecord::Short, &kL2tpApi, 201_ln};
+constexpr Wrapper kL2tpCwmp{"cwmp", 15, 5000, false, FailureRecord::Short, &kL2tpApi, 223_ln};
+constexpr Wrapper kZel{"zel", 138, 5000, false, FailureRecord::Long, &kVelmApi, 121_ln};
+constexpr Wrapper kTern{"tarn", 48, 5000, false, FailureRecord::Long, &kVelmApi, 159_ln};
+constexpr Wrapper kVoice{"voice", 0, 30000, false, FailureRecord::Long, &kVelmApi, 195_ln};
+constexpr Wrapper kAppm{"app_m", 249, 30000, false, FailureRecord::Short, &kVelmApi, 232_ln};
+constexpr Wrapper kUsb{"usb_mngt", 0, 30000, false, FailureRecord::Short, &kVelmApi, 254_ln};
 // Deliberately "usb_mngt": the USB device natives are served by the USB management process.
-constexpr Wrapper kOsgiUsb{"usb_mngt", 0, 30000, true, FailureRecord::None, nullptr, 0};
-constexpr Wrapper kZelWifi{"wifi", 141, 5000, false, FailureRecord::Short, kZelApi, 95};
+constexpr Wrapper kOsgiUsb{"usb_mngt", 0, 30000, true, FailureRecord::None, nullptr, zxtrace::Line(0)};
+constexpr Wrapper kZelWifi{"wifi", 141, 5000, false, FailureRecord::Short, &kZelApi, 95_ln};
 
 uint32_t call(const Wrapper& w, uint32_t msgId, const void* req, uint32_t reqLen, void* reply, uint32_t replyLen) {
     uint32_t scratchReply = 0;
@@ -54,9 +53,9 @@ uint32_t call(const Wrapper& w, uint32_t msgId, const void* req, uint32_t reqLen
     uint32_t status = ZX_MSG_RpcCall(&head, msgId, 0, req, reqLen, reply, replyLen, w.timeoutMs);
     if (status != 0) {
         if (w.record == FailureRecord::Short)
-            ZX_PROC_DBG_LastWord_1(w.file, w.line, status);
+            w.unit->last_word(w.line, status);
         else if (w.record == FailureRecord::Long)
-            ZX_PROC_DBG_LastWord(w.file, w.line, status, reqLen, replyLen, w.timeoutMs, msgId);
+            w.unit->last_word(w.line, status, reqLen, replyLen, w.timeoutMs, msgId);
     }
     return status;
 }

@@ -3,19 +3,19 @@
 // compressed, plug-in payloads always.
 #include <cstdint>
 
-#include "scoped.h"
+#include "trace_unit.h"
 #include "zx_bridge.h"
 
 namespace {
-constexpr const char* kL2tpApi = "l2tp_api";
-constexpr const char* kVelmApi = "../velm/zx_velm_jni_api";
+// The tunnel API's half of this file records as l2tp_api, the plug-in platform's as its own unit.
+using zxtrace::kL2tpApi, zxtrace::kVelmApi, zxtrace::operator""_ln;
 
 uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
 }  // namespace
 
 extern "C" uint32_t L2TP_API_WriteVData(TunnelVDataRecord* rec, const void* data, uint32_t len) {
     if (!rec || !data) {
-        ZX_PROC_DBG_LastWord_1(kL2tpApi, 65, 1);
+        kL2tpApi.last_word(65_ln, 1);
         return 1;
     }
     rec->uiOriginalLen = len;
@@ -23,15 +23,15 @@ extern "C" uint32_t L2TP_API_WriteVData(TunnelVDataRecord* rec, const void* data
     const void* bytes = data;
     void* work = nullptr;
     if (len > ZX_VDATA_COMPRESS_THRESHOLD) {
-        work = ZX_OS_MemMallocD(len, 76, 0, 1, kL2tpApi);
+        work = ZX_OS_MemMallocD(len, 76, 0, 1, kL2tpApi.file());
         if (!work) {
-            ZX_PROC_DBG_LastWord(kL2tpApi, 79, ZX_JNI_ERR_NOMEM, len, 0, 0, 0);
+            kL2tpApi.last_word(79_ln, ZX_JNI_ERR_NOMEM, len, 0, 0, 0);
             return ZX_JNI_ERR_NOMEM;
         }
         uint32_t code = ZX_OS_Compress(data, len, work, &rec->uiCompressedLen);
         if (code != 0) {
-            ZX_PROC_DBG_LastWord(kL2tpApi, 86, code, word(data), len, 0, 0);
-            ZX_OS_MemFreeD(work, kL2tpApi, 87);
+            kL2tpApi.last_word(86_ln, code, word(data), len, 0, 0);
+            ZX_OS_MemFreeD(work, kL2tpApi.file(), 87);
             return code;
         }
         bytes = work;
@@ -40,115 +40,115 @@ extern "C" uint32_t L2TP_API_WriteVData(TunnelVDataRecord* rec, const void* data
     uint32_t result = ZX_VDATA_CreShm(rec->uiCompressedLen, &rec->uivDataID);
     result |= ZX_VDATA_UpdateData(rec->uivDataID, rec->uiCompressedLen, bytes);
     if (result != 0) {
-        ZX_PROC_DBG_LastWord(kL2tpApi, 99, result, rec->uiCompressedLen, rec->uivDataID, len, 0);
+        kL2tpApi.last_word(99_ln, result, rec->uiCompressedLen, rec->uivDataID, len, 0);
         ZX_VDATA_FreeShm(rec->uivDataID);
     }
-    ZX_OS_MemFreeD(work, kL2tpApi, result != 0 ? 101 : 105);
+    ZX_OS_MemFreeD(work, kL2tpApi.file(), result != 0 ? 101 : 105);
     return result;
 }
 
 extern "C" uint32_t JNI_API_ReadVData(const TunnelVDataRecord* rec, void** out) {
     if (!out || !rec) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 383, 1);
+        kVelmApi.last_word(383_ln, 1);
         return 1;
     }
     *out = nullptr;
-    void* read = ZX_OS_MemMallocD(rec->uiCompressedLen, 387, 0, 1, kVelmApi);
+    void* read = ZX_OS_MemMallocD(rec->uiCompressedLen, 387, 0, 1, kVelmApi.file());
     if (!read) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 390, ZX_JNI_ERR_NOMEM);
+        kVelmApi.last_word(390_ln, ZX_JNI_ERR_NOMEM);
         ZX_VDATA_FreeShm(rec->uivDataID);
         return ZX_JNI_ERR_NOMEM;
     }
-    void* result = ZX_OS_MemMallocSet(rec->uiOriginalLen, 0, 0, 1, 396, kVelmApi);
+    void* result = ZX_OS_MemMallocSet(rec->uiOriginalLen, 0, 0, 1, 396, kVelmApi.file());
     if (!result) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 399, ZX_JNI_ERR_NOMEM);
-        ZX_OS_MemFreeD(read, kVelmApi, 400);
+        kVelmApi.last_word(399_ln, ZX_JNI_ERR_NOMEM);
+        ZX_OS_MemFreeD(read, kVelmApi.file(), 400);
         ZX_VDATA_FreeShm(rec->uivDataID);
         return ZX_JNI_ERR_NOMEM;
     }
     uint32_t code = ZX_VDATA_ReadData(rec->uivDataID, rec->uiCompressedLen, read);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord(kVelmApi, 410, code, rec->uivDataID, rec->uiCompressedLen, 0, 0);
+        kVelmApi.last_word(410_ln, code, rec->uivDataID, rec->uiCompressedLen, 0, 0);
         ZX_VDATA_FreeShm(rec->uivDataID);
-        ZX_OS_MemFreeD(read, kVelmApi, 412);
-        ZX_OS_MemFreeD(result, kVelmApi, 413);
+        ZX_OS_MemFreeD(read, kVelmApi.file(), 412);
+        ZX_OS_MemFreeD(result, kVelmApi.file(), 413);
         return code;
     }
     code = ZX_VDATA_FreeShm(rec->uivDataID);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 420, code);
-        ZX_OS_MemFreeD(read, kVelmApi, 421);
-        ZX_OS_MemFreeD(result, kVelmApi, 422);
+        kVelmApi.last_word(420_ln, code);
+        ZX_OS_MemFreeD(read, kVelmApi.file(), 421);
+        ZX_OS_MemFreeD(result, kVelmApi.file(), 422);
         return code;
     }
     // Only blocks stored as they are come this way: the two lengths are equal.
     ZX_OS_MemCpy_S(result, rec->uiOriginalLen, read, rec->uiCompressedLen);
-    ZX_OS_MemFreeD(read, kVelmApi, 428);
+    ZX_OS_MemFreeD(read, kVelmApi.file(), 428);
     *out = result;
     return 0;
 }
 
 extern "C" uint32_t OSGI_JNI_ZipWriteVData(PluginVDataRecord* rec, const void* data, uint32_t len) {
     if (!rec) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, __LINE__, 1);
+        kVelmApi.last_word(zxtrace::Line(__LINE__), 1);
         return 1;
     }
-    void* work = ZX_OS_MemMallocSet(len, 0, 0, 1, 550, kVelmApi);
+    void* work = ZX_OS_MemMallocSet(len, 0, 0, 1, 550, kVelmApi.file());
     if (!work) {
-        ZX_PROC_DBG_LastWord(kVelmApi, 553, ZX_JNI_ERR_NOMEM, len, 0, 0, 0);
+        kVelmApi.last_word(553_ln, ZX_JNI_ERR_NOMEM, len, 0, 0, 0);
         return ZX_JNI_ERR_NOMEM;
     }
     // The work buffer holds len bytes: data that does not compress below that fails here.
     rec->uiStoredLen = len;
     uint32_t code = ZX_OS_Compress(data, len, work, &rec->uiStoredLen);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 561, code);
-        ZX_OS_MemFreeD(work, kVelmApi, 562);
+        kVelmApi.last_word(561_ln, code);
+        ZX_OS_MemFreeD(work, kVelmApi.file(), 562);
         return code;
     }
     code = ZX_VDATA_CreShm(rec->uiStoredLen, &rec->uivDataID);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 570, code);
-        ZX_OS_MemFreeD(work, kVelmApi, 571);
+        kVelmApi.last_word(570_ln, code);
+        ZX_OS_MemFreeD(work, kVelmApi.file(), 571);
         return code;
     }
     code = ZX_VDATA_UpdateData(rec->uivDataID, rec->uiStoredLen, work);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 579, code);
+        kVelmApi.last_word(579_ln, code);
         ZX_VDATA_FreeShm(rec->uivDataID);
-        ZX_OS_MemFreeD(work, kVelmApi, 581);
+        ZX_OS_MemFreeD(work, kVelmApi.file(), 581);
         return code;
     }
-    ZX_OS_MemFreeD(work, kVelmApi, 585);
+    ZX_OS_MemFreeD(work, kVelmApi.file(), 585);
     return 0;
 }
 
 extern "C" uint32_t OSGI_JNI_ReadUnzipVData(const PluginVDataRecord* rec, void* dst) {
     if (!rec || !dst) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, __LINE__, 1);
+        kVelmApi.last_word(zxtrace::Line(__LINE__), 1);
         return 1;
     }
-    void* read = ZX_OS_MemMallocSet(rec->uiStoredLen, 0, 0, 1, 612, kVelmApi);
+    void* read = ZX_OS_MemMallocSet(rec->uiStoredLen, 0, 0, 1, 612, kVelmApi.file());
     if (!read) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 615, ZX_JNI_ERR_NOMEM);
+        kVelmApi.last_word(615_ln, ZX_JNI_ERR_NOMEM);
         ZX_VDATA_FreeShm(rec->uivDataID);
         return ZX_JNI_ERR_NOMEM;
     }
     uint32_t code = ZX_VDATA_ReadData(rec->uivDataID, rec->uiStoredLen, read);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 624, code);
+        kVelmApi.last_word(624_ln, code);
         ZX_VDATA_FreeShm(rec->uivDataID);
-        ZX_OS_MemFreeD(read, kVelmApi, 626);
+        ZX_OS_MemFreeD(read, kVelmApi.file(), 626);
         return code;
     }
     code = ZX_VDATA_FreeShm(rec->uivDataID);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kVelmApi, 634, code);
-        ZX_OS_MemFreeD(read, kVelmApi, 635);
+        kVelmApi.last_word(634_ln, code);
+        ZX_OS_MemFreeD(read, kVelmApi.file(), 635);
         return code;
     }
     code = ZX_OS_Decompress(read, dst, ZX_VDATA_PLUGIN_CAPACITY);
-    ZX_OS_MemFreeD(read, kVelmApi, 641);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kVelmApi, 644, code);
+    ZX_OS_MemFreeD(read, kVelmApi.file(), 641);
+    if (code != 0) kVelmApi.last_word(644_ln, code);
     return code;
 }

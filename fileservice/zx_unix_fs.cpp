@@ -22,20 +22,20 @@ constexpr size_t kNameTable = 65534;  // names one listing takes at most
 constexpr size_t kNameMax = 255;
 
 using zxjni::JavaText;
+using zxjni::LocalRef;
 
 }  // namespace
 
-#define ZX_FS_NATIVE(ret, name) \
-    extern "C" JNIEXPORT ret JNICALL Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_##name
-
-ZX_FS_NATIVE(jboolean, checkAccess)(JNIEnv* env, jobject, jstring jpath, jint mode) {
+extern "C" JNIEXPORT jboolean JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_checkAccess(JNIEnv* env, jobject, jstring jpath, jint mode) {
     JavaText path(env, jpath);
     if (!path) return JNI_FALSE;
     return access(path.get(), mode) == 0 ? JNI_TRUE : JNI_FALSE;
 }
 
 // The link itself is examined, never its target.
-ZX_FS_NATIVE(jint, getBooleanAttributes)(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getBooleanAttributes(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     struct stat st{};
     if (!path || lstat(path.get(), &st) != 0) return 0;
@@ -45,7 +45,8 @@ ZX_FS_NATIVE(jint, getBooleanAttributes)(JNIEnv* env, jobject, jstring jpath) {
 }
 
 // Seconds as a signed 32-bit value, times 1000.
-ZX_FS_NATIVE(jlong, getLastModifiedTime)(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jlong JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLastModifiedTime(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     struct stat st{};
     if (!path || lstat(path.get(), &st) != 0) return 0;
@@ -53,20 +54,23 @@ ZX_FS_NATIVE(jlong, getLastModifiedTime)(JNIEnv* env, jobject, jstring jpath) {
 }
 
 // The size as a signed 32-bit value: files of 2 GiB and more read negative.
-ZX_FS_NATIVE(jlong, getLength)(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jlong JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLength(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     struct stat st{};
     if (!path || lstat(path.get(), &st) != 0) return 0;
     return static_cast<jlong>(static_cast<int32_t>(st.st_size));
 }
 
-ZX_FS_NATIVE(jboolean, delete)(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jboolean JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_delete(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     if (!path) return JNI_FALSE;
     return std::remove(path.get()) == 0 ? JNI_TRUE : JNI_FALSE;
 }
 
-ZX_FS_NATIVE(jobjectArray, list)(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jobjectArray JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     if (!path) return nullptr;
     DIR* dir = opendir(path.get());
@@ -95,33 +99,35 @@ ZX_FS_NATIVE(jobjectArray, list)(JNIEnv* env, jobject, jstring jpath) {
     }
     closedir(dir);
 
-    jobjectArray result = nullptr;
-    jclass stringClass = env->FindClass("java/lang/String");
-    if (stringClass) result = env->NewObjectArray(static_cast<jsize>(count), stringClass, nullptr);
+    // The names are made one at a time and dropped once stored: one listing may hold 65534.
+    LocalRef<jclass> stringClass(env, env->FindClass("java/lang/String"));
+    LocalRef<jobjectArray> result(env, nullptr);
+    if (stringClass)
+        result = LocalRef<jobjectArray>(env, env->NewObjectArray(static_cast<jsize>(count), stringClass.get(), nullptr));
     if (env->ExceptionCheck()) {
         env->ExceptionClear();
-        result = nullptr;
+        result.reset();
     }
     for (size_t i = 0; i < count; ++i) {
         if (result) {
-            jstring name = char2jstring(env, names[i]);
-            env->SetObjectArrayElement(result, static_cast<jsize>(i), name);
-            if (name) env->DeleteLocalRef(name);  // one listing may hold 65534 names
+            LocalRef<jstring> name(env, char2jstring(env, names[i]));
+            env->SetObjectArrayElement(result.get(), static_cast<jsize>(i), name.get());
         }
         std::free(names[i]);
     }
-    if (stringClass) env->DeleteLocalRef(stringClass);
     std::free(names);
-    return result;
+    return result.release();
 }
 
-ZX_FS_NATIVE(jboolean, createDirectory)(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jboolean JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_createDirectory(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     if (!path) return JNI_FALSE;
     return mkdir(path.get(), 0775) == 0 ? JNI_TRUE : JNI_FALSE;
 }
 
-ZX_FS_NATIVE(jboolean, rename)(JNIEnv* env, jobject, jstring jfrom, jstring jto) {
+extern "C" JNIEXPORT jboolean JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_rename(JNIEnv* env, jobject, jstring jfrom, jstring jto) {
     JavaText from(env, jfrom);
     JavaText to(env, jto);
     if (!from || !to) return JNI_FALSE;
@@ -130,16 +136,16 @@ ZX_FS_NATIVE(jboolean, rename)(JNIEnv* env, jobject, jstring jfrom, jstring jto)
 
 // The result buffer holds the path's own length, so a canonical form longer than the path (a
 // path without "/") is cut by the bounded appends.
-ZX_FS_NATIVE(jstring, canonicalize0)(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_canonicalize0(JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
     if (!path) return nullptr;
     size_t size = std::strlen(path.get()) + 1;
-    auto* out = static_cast<char*>(std::calloc(1, size));
+    JavaText out(static_cast<char*>(std::calloc(1, size)));
     if (!out) return nullptr;
-    jstring result = canonicalize(path.get(), out, static_cast<uint32_t>(size)) == 0 ? char2jstring(env, out) : nullptr;
-    std::free(out);
-    return result;
+    return canonicalize(path.get(), out.data(), static_cast<uint32_t>(size)) == 0 ? char2jstring(env, out.get()) : nullptr;
 }
 
 // Nothing to look up: no class, field or method IDs are kept.
-ZX_FS_NATIVE(void, initIDs)(JNIEnv*, jclass) {}
+extern "C" JNIEXPORT void JNICALL
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_initIDs(JNIEnv*, jclass) {}

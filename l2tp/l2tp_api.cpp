@@ -8,11 +8,15 @@
 #include <cstring>
 
 #include "scoped.h"
+#include "trace_unit.h"
 
 namespace {
 
-constexpr const char* kFile = "l2tp_api";
-constexpr uint32_t kTunnelLevel = 216;
+using zxtrace::kL2tpApi;  // every record of this file; its default level is the tunnel level
+using zxtrace::operator""_ln;
+using zxtrace::Line;
+
+constexpr const char* kFile = kL2tpApi.file();
 constexpr uint32_t kDnsLevel = 217;
 constexpr uint32_t kTrafficLevel = 228;
 
@@ -41,44 +45,51 @@ char* put_text(char* p, const char* text, uint32_t len) {
 struct ListKind {
     uint32_t kindWord;
     uint32_t tunnelExtra;  // bytes a tunnel name adds beyond its text
-    uint32_t lineTooBig, lineNoList, lineNoCreds, lineTrace, lineBadLen, lineBadCreds, lineAlloc,
-        lineAllocFail, lineWriteFail, lineWriteFree, lineStored, lineFree, lineCall;
+    Line lineTooBig, lineNoList, lineNoCreds, lineTrace, lineBadLen, lineBadCreds;
+    uint32_t lineAlloc;  // the allocation's and the releases' lines are the allocator's, not records
+    Line lineAllocFail, lineWriteFail;
+    uint32_t lineWriteFree;
+    Line lineStored;
+    uint32_t lineFree;
+    Line lineCall;
 };
 
-constexpr ListKind kDestList{ZX_TARN_VPN_LIST_DEST, 1, 260, 261, 262, 267, 270, 275, 285, 288, 312, 313, 318, 320, 323};
+constexpr ListKind kDestList{ZX_TARN_VPN_LIST_DEST, 1,      260_ln, 261_ln, 262_ln, 267_ln, 270_ln,
+                             275_ln, 285,    288_ln, 312_ln, 313,    318_ln, 320,    323_ln};
 // The source payload is sized with four bytes more after the tunnel name; they stay zero.
-constexpr ListKind kSrcList{ZX_TARN_VPN_LIST_SRC, 5, 354, 355, 356, 361, 364, 369, 381, 384, 408, 409, 414, 416, 419};
+constexpr ListKind kSrcList{ZX_TARN_VPN_LIST_SRC, 5,       354_ln, 355_ln, 356_ln, 361_ln, 364_ln,
+                            369_ln, 381,    384_ln, 408_ln, 409,    414_ln, 416,    419_ln};
 
 uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, uint32_t listLen, const char* lns,
                       const char* user, const char* pass, const char* tunnel) {
     if (listLen >= kMaxListLen) {
-        ZX_PROC_DBG_LastWord_1(kFile, k.lineTooBig, ZX_TARN_ERR_TOO_LONG);
+        kL2tpApi.last_word(k.lineTooBig, ZX_TARN_ERR_TOO_LONG);
         return ZX_TARN_ERR_TOO_LONG;
     }
     if (!list) {
-        ZX_PROC_DBG_LastWord_1(kFile, k.lineNoList, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(k.lineNoList, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     if (!lns || !user || !pass) {
-        ZX_PROC_DBG_LastWord_1(kFile, k.lineNoCreds, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(k.lineNoCreds, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, k.lineTrace, 0, "addrList[%s] Len[%d] ip[%s]  TunnelName[%s]\r\n", list,
+    kL2tpApi.trace(k.lineTrace, "addrList[%s] Len[%d] ip[%s]  TunnelName[%s]\r\n", list,
                        static_cast<int32_t>(listLen), lns, tunnel ? tunnel : kNoTunnel);
     uint32_t l = text_len(list), a = text_len(lns), u = text_len(user), p = text_len(pass);
     if (l != listLen || a >= 256) {
-        ZX_PROC_DBG_LastWord(kFile, k.lineBadLen, ZX_TARN_ERR_TOO_LONG, l, listLen, a, 0);
+        kL2tpApi.last_word(k.lineBadLen, ZX_TARN_ERR_TOO_LONG, l, listLen, a, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     if (u >= 64 || p >= 64) {
-        ZX_PROC_DBG_LastWord(kFile, k.lineBadCreds, ZX_TARN_ERR_TOO_LONG, u, p, 0, 0);
+        kL2tpApi.last_word(k.lineBadCreds, ZX_TARN_ERR_TOO_LONG, u, p, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     uint32_t t = tunnel ? text_len(tunnel) : 0;
     uint32_t size = l + 8 + a + u + p + (tunnel ? k.tunnelExtra + t : 0);
     zxjni::PlatformBuffer payload(size, kFile, k.lineAlloc);
     if (!payload) {
-        ZX_PROC_DBG_LastWord(kFile, k.lineAllocFail, ZX_TARN_ERR_PARAM, size, listLen, 0, 0);
+        kL2tpApi.last_word(k.lineAllocFail, ZX_TARN_ERR_PARAM, size, listLen, 0, 0);
         return ZX_TARN_ERR_PARAM;
     }
     char* at = put_text(payload.get(), list, l);
@@ -91,11 +102,11 @@ uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, ui
     TunnelVDataRecord record{};
     uint32_t code = L2TP_API_WriteVData(&record, payload.get(), size);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord(kFile, k.lineWriteFail, code, size, 0, 0, 0);
+        kL2tpApi.last_word(k.lineWriteFail, code, size, 0, 0, 0);
         payload.free_at(k.lineWriteFree);
         return code;
     }
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, k.lineStored, 0,
+    kL2tpApi.trace(k.lineStored,
                        "\r\n uiOriginalLen[%d] uiCompressedLen[%d] uivDataID[%d] \r\n",
                        static_cast<int32_t>(record.uiOriginalLen), static_cast<int32_t>(record.uiCompressedLen),
                        static_cast<int32_t>(record.uivDataID));
@@ -103,7 +114,7 @@ uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, ui
     uint32_t reply = 0;
     code = L2TP_MSG_RpcCall_JNI(isDelete ? ZX_TARN_MSG_VPN_ADDR_DEL : ZX_TARN_MSG_VPN_ADDR_ADD, &record,
                                 sizeof record, &reply, sizeof reply);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, k.lineCall, code);
+    if (code != 0) kL2tpApi.last_word(k.lineCall, code);
     return code;
 }
 
@@ -112,10 +123,10 @@ uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, ui
 // ---------------------------------------------------------------------------------------------
 
 // Copies a tear-down field when it is given; false (after its trace) when it is over-long.
-bool put_teardown_field(char* field, uint32_t fieldSize, const char* text, uint32_t line, const char* format) {
+bool put_teardown_field(char* field, uint32_t fieldSize, const char* text, Line line, const char* format) {
     if (!text) return true;
     if (text_len(text) > fieldSize - 1) {
-        ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, line, 0, format, text);
+        kL2tpApi.trace(line, format, text);
         return false;
     }
     ZX_OS_StrNCpy_S(field, fieldSize, text, fieldSize - 1);
@@ -127,7 +138,10 @@ bool put_teardown_field(char* field, uint32_t fieldSize, const char* text, uint3
 // ---------------------------------------------------------------------------------------------
 
 struct DnsLines {
-    uint32_t alloc, allocFail, writeFail, writeFree, free, call;
+    uint32_t alloc;
+    Line allocFail, writeFail;
+    uint32_t writeFree, free;
+    Line call;
     uint32_t msgId;
 };
 
@@ -136,19 +150,19 @@ uint32_t send_dns_payload(const DnsLines& k, zxjni::PlatformBuffer& payload, uin
     TunnelVDataRecord record{};
     uint32_t code = L2TP_API_WriteVData(&record, payload.get(), size);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord(kFile, k.writeFail, code, size, 0, 0, 0);
+        kL2tpApi.last_word(k.writeFail, code, size, 0, 0, 0);
         payload.free_at(k.writeFree);
         return code;
     }
     payload.free_at(k.free);
     uint32_t reply = 0;
     code = L2TP_MSG_RpcCall_JNI(k.msgId, &record, sizeof record, &reply, sizeof reply);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, k.call, code);
+    if (code != 0) kL2tpApi.last_word(k.call, code);
     return code;
 }
 
-constexpr DnsLines kDnsAdd{872, 875, 888, 889, 893, 896, ZX_TARN_MSG_DNS_FWD_ADD};
-constexpr DnsLines kDnsDel{935, 938, 950, 951, 955, 958, ZX_TARN_MSG_DNS_FWD_DEL};
+constexpr DnsLines kDnsAdd{872, 875_ln, 888_ln, 889, 893, 896_ln, ZX_TARN_MSG_DNS_FWD_ADD};
+constexpr DnsLines kDnsDel{935, 938_ln, 950_ln, 951, 955, 958_ln, ZX_TARN_MSG_DNS_FWD_DEL};
 
 // ---------------------------------------------------------------------------------------------
 // Device information
@@ -167,7 +181,7 @@ uint32_t get_mgt_address(char (&address)[257], uint32_t& port) {
         ZX_CWMP_MGT_ADDR_S reply{};
         uint32_t code = L2TP_CWMP_MSG_RpcCall(ZX_CWMP_MSG_MGT_ADDRESS, &request, sizeof request, &reply, sizeof reply);
         if (code != 0) {
-            ZX_PROC_DBG_LastWord_1(kFile, 1211, code);
+            kL2tpApi.last_word(1211_ln, code);
             return code;
         }
         reply.acMgtAddr[sizeof reply.acMgtAddr - 1] = '\0';
@@ -179,14 +193,14 @@ uint32_t get_mgt_address(char (&address)[257], uint32_t& port) {
     }
     zxjni::PlatformBuffer block(sizeof(ZX_APPM_MGT_ADDR_S), kFile, 1219);
     if (!block) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1220, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1220_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     auto* reply = reinterpret_cast<ZX_APPM_MGT_ADDR_S*>(block.get());
     uint32_t code =
         L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_MGT_ADDRESS, &request, sizeof request, reply, sizeof(ZX_APPM_MGT_ADDR_S));
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1227, code);
+        kL2tpApi.last_word(1227_ln, code);
         block.free_at(1228);
         return code;
     }
@@ -242,11 +256,11 @@ extern "C" uint32_t ZX_TARN_DelVpnSrcAddr(const char* list, uint32_t listLen, co
 
 extern "C" uint32_t ZX_TARN_GetTunnelStatusByName(const char* name, uint32_t* status) {
     if (!name || !status) {
-        ZX_PROC_DBG_LastWord_1(kFile, 502, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(502_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_TUNNEL_STATUS, name, text_len(name) + 1, status, sizeof *status);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 505, code);
+    if (code != 0) kL2tpApi.last_word(505_ln, code);
     return code;
 }
 
@@ -259,15 +273,15 @@ extern "C" uint32_t ZX_TARN_SetupVpn(const char* lnsAddress, uint16_t port, cons
     char reply[64];
     ZX_OS_MemSet_S(reply, sizeof reply, 0, sizeof reply);
     if (!lnsAddress || !userName || !password) {
-        ZX_PROC_DBG_LastWord_1(kFile, 715, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(715_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 717, 0, "ip[%s]\r\n", lnsAddress);
+    kL2tpApi.trace(717_ln, "ip[%s]\r\n", lnsAddress);
     ZX_TARN_VPN_REQ_S request;
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
     if (text_len(lnsAddress) >= sizeof request.acLnsAddr || text_len(userName) >= sizeof request.acPppUser ||
         text_len(password) >= sizeof request.acPppPass) {
-        ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 727, 0,
+        kL2tpApi.trace(727_ln,
                            "Parameter is over max length! DstIpStr[%s], PppUser[%s], PppPass[%s]\r\n", lnsAddress,
                            userName, password);
         return ZX_TARN_ERR_PARAM;
@@ -280,7 +294,7 @@ extern "C" uint32_t ZX_TARN_SetupVpn(const char* lnsAddress, uint16_t port, cons
     // The request carried the password; it does not stay on the stack.
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 747, code);
+        kL2tpApi.last_word(747_ln, code);
         return code;
     }
     if (tunnelNameOut) put_text(tunnelNameOut, reply, static_cast<uint32_t>(strnlen(reply, sizeof reply - 1)));
@@ -289,23 +303,23 @@ extern "C" uint32_t ZX_TARN_SetupVpn(const char* lnsAddress, uint16_t port, cons
 
 extern "C" uint32_t ZX_TARN_DisconnectVpn(const char* lnsAddress, const char* userName, const char* password,
                                           const char* tunnelName) {
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 780, 0, "ip[%s] tunnel[%s]\r\n", shown(lnsAddress),
+    kL2tpApi.trace(780_ln, "ip[%s] tunnel[%s]\r\n", shown(lnsAddress),
                        tunnelName ? tunnelName : kNoTunnel);
     ZX_TARN_VPN_REQ_S request;
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
-    bool ok = put_teardown_field(request.acLnsAddr, sizeof request.acLnsAddr, lnsAddress, 788,
+    bool ok = put_teardown_field(request.acLnsAddr, sizeof request.acLnsAddr, lnsAddress, 788_ln,
                                  "DstIpStr[%s] length is invilid! \r\n") &&
-              put_teardown_field(request.acPppUser, sizeof request.acPppUser, userName, 800,
+              put_teardown_field(request.acPppUser, sizeof request.acPppUser, userName, 800_ln,
                                  "PppUser[%s] length is invilid! \r\n") &&
-              put_teardown_field(request.acPppPass, sizeof request.acPppPass, password, 812,
+              put_teardown_field(request.acPppPass, sizeof request.acPppPass, password, 812_ln,
                                  "PppPass[%s] length is invilid! \r\n") &&
-              put_teardown_field(request.acTunnelName, sizeof request.acTunnelName, tunnelName, 824,
+              put_teardown_field(request.acTunnelName, sizeof request.acTunnelName, tunnelName, 824_ln,
                                  "pacTunnelName[%s] length is invilid! \r\n");
     uint32_t code = ZX_TARN_ERR_PARAM;
     if (ok) {
         uint32_t reply = 0;
         code = L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_VPN_TEARDOWN, &request, sizeof request, &reply, sizeof reply);
-        if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 832, code);
+        if (code != 0) kL2tpApi.last_word(832_ln, code);
     }
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
     return code;
@@ -318,7 +332,7 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringNotifyAppM(const char* list, uint32
     uint32_t size = listLen + 130;
     zxjni::PlatformBuffer payload(size, kFile, 542);
     if (!payload) {
-        ZX_PROC_DBG_LastWord(kFile, 545, ZX_JNI_ERR_NOMEM, size, listLen, 0, 0);
+        kL2tpApi.last_word(545_ln, ZX_JNI_ERR_NOMEM, size, listLen, 0, 0);
         return ZX_JNI_ERR_NOMEM;
     }
     auto* head = reinterpret_cast<ZX_TARN_TRAFFIC_NOTICE_HEAD_S*>(payload.get());
@@ -327,7 +341,7 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringNotifyAppM(const char* list, uint32
     put_text(payload.get() + sizeof *head, list, listLen);
     uint32_t code = L2TP_API_WriteVData(&notice.stVData, payload.get(), size);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 569, code);
+        kL2tpApi.last_word(569_ln, code);
         payload.free_at(570);
         return code;
     }
@@ -341,21 +355,21 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringNotifyAppM(const char* list, uint32
 extern "C" uint32_t ZX_TARN_TrafficMonitoringDestAddrOper(const char* list, uint32_t listLen, const char* bundleName,
                                                           uint32_t bundleNameLen, uint32_t op) {
     if (!list || listLen == 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 609, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(609_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     if (!bundleName || bundleNameLen == 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 610, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(610_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
-    ZX_PROC_DBG_TraceS(kTrafficLevel, kFile, 612, 0, "BundleName [%s] Act [%s]\r\n", bundleName,
+    kL2tpApi.trace_at(kTrafficLevel, 612_ln, "BundleName [%s] Act [%s]\r\n", bundleName,
                        op == 1 ? "add" : "del");
-    ZX_PROC_DBG_TraceS(kTrafficLevel, kFile, 613, 0, "AddrStrList [%s]\r\n", list);
+    kL2tpApi.trace_at(kTrafficLevel, 613_ln, "AddrStrList [%s]\r\n", list);
     ZX_TARN_TRAFFIC_REQ_S request;
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
     uint32_t l = text_len(list), b = text_len(bundleName);
     if (l != listLen || b != bundleNameLen) {
-        ZX_PROC_DBG_LastWord(kFile, 620, ZX_TARN_ERR_PARAM, listLen, l, bundleNameLen, b);
+        kL2tpApi.last_word(620_ln, ZX_TARN_ERR_PARAM, listLen, l, bundleNameLen, b);
         return ZX_TARN_ERR_PARAM;
     }
     // app_m hears of the change before tarn has accepted it; its answer does not matter.
@@ -363,13 +377,13 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringDestAddrOper(const char* list, uint
     ZX_OS_StrNCpy_S(request.acBundleName, sizeof request.acBundleName, bundleName, sizeof request.acBundleName - 1);
     uint32_t code = L2TP_API_WriteVData(&request.stVData, list, l + 1);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 634, code, l + 1, 0, 0, 0);
+        kL2tpApi.last_word(634_ln, code, l + 1, 0, 0, 0);
         return code;
     }
     uint32_t reply = 0;
     code = L2TP_MSG_RpcCall_JNI(op == 1 ? ZX_TARN_MSG_TRAFFIC_ADD : ZX_TARN_MSG_TRAFFIC_DEL, &request, sizeof request,
                                 &reply, sizeof reply);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 640, code);
+    if (code != 0) kL2tpApi.last_word(640_ln, code);
     return code;
 }
 
@@ -389,21 +403,21 @@ extern "C" uint32_t ZX_TARN_DelTrafficMonitoringDestAddr(const char* list, uint3
 
 extern "C" uint32_t ZX_TARN_AddDnsForward(const char* data, uint32_t dataLen, const char* forwardIp) {
     if (!data || !forwardIp) {
-        ZX_PROC_DBG_LastWord_1(kFile, 859, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(859_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     TunnelVDataRecord record;
     ZX_OS_MemSet_S(&record, sizeof record, 0, sizeof record);
     uint32_t n = text_len(data), s = text_len(forwardIp);
     if (n != dataLen || n == 0 || s >= 16) {
-        ZX_PROC_DBG_LastWord(kFile, 865, ZX_TARN_ERR_PARAM, n, dataLen, s, 0);
+        kL2tpApi.last_word(865_ln, ZX_TARN_ERR_PARAM, n, dataLen, s, 0);
         return ZX_TARN_ERR_PARAM;
     }
-    ZX_PROC_DBG_TraceS(kDnsLevel, kFile, 869, 0, "%s[%d] %s\r\n", data, static_cast<int32_t>(dataLen), forwardIp);
+    kL2tpApi.trace_at(kDnsLevel, 869_ln, "%s[%d] %s\r\n", data, static_cast<int32_t>(dataLen), forwardIp);
     uint32_t size = n + 2 + s;
     zxjni::PlatformBuffer payload(size, kFile, kDnsAdd.alloc);
     if (!payload) {
-        ZX_PROC_DBG_LastWord(kFile, kDnsAdd.allocFail, ZX_TARN_ERR_PARAM, size, 0, 0, 0);
+        kL2tpApi.last_word(kDnsAdd.allocFail, ZX_TARN_ERR_PARAM, size, 0, 0, 0);
         return ZX_TARN_ERR_PARAM;
     }
     put_text(put_text(payload.get(), data, n), forwardIp, s);
@@ -412,19 +426,19 @@ extern "C" uint32_t ZX_TARN_AddDnsForward(const char* data, uint32_t dataLen, co
 
 extern "C" uint32_t ZX_TARN_DelDnsForward(const char* data, uint32_t dataLen) {
     if (!data) {
-        ZX_PROC_DBG_LastWord_1(kFile, 921, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(921_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     uint32_t n = text_len(data);
     if (n != dataLen || n == 0) {
-        ZX_PROC_DBG_LastWord(kFile, 927, ZX_TARN_ERR_PARAM, n, dataLen, 0, 0);
+        kL2tpApi.last_word(927_ln, ZX_TARN_ERR_PARAM, n, dataLen, 0, 0);
         return ZX_TARN_ERR_PARAM;
     }
-    ZX_PROC_DBG_TraceS(kDnsLevel, kFile, 931, 0, "%s[%d] \r\n", data, static_cast<int32_t>(dataLen));
+    kL2tpApi.trace_at(kDnsLevel, 931_ln, "%s[%d] \r\n", data, static_cast<int32_t>(dataLen));
     uint32_t size = n + 1;
     zxjni::PlatformBuffer payload(size, kFile, kDnsDel.alloc);
     if (!payload) {
-        ZX_PROC_DBG_LastWord(kFile, kDnsDel.allocFail, ZX_TARN_ERR_PARAM, size, 0, 0, 0);
+        kL2tpApi.last_word(kDnsDel.allocFail, ZX_TARN_ERR_PARAM, size, 0, 0, 0);
         return ZX_TARN_ERR_PARAM;
     }
     put_text(payload.get(), data, n);
@@ -433,22 +447,22 @@ extern "C" uint32_t ZX_TARN_DelDnsForward(const char* data, uint32_t dataLen) {
 
 extern "C" uint32_t ZX_TARN_GetDnsForwardStatistic(const char* forwardIp, uint32_t* count) {
     if (!forwardIp || !count) {
-        ZX_PROC_DBG_LastWord_1(kFile, 983, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(983_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     char request[256];
     ZX_OS_MemSet_S(request, sizeof request, 0, sizeof request);
     uint32_t length = text_len(forwardIp);
-    ZX_PROC_DBG_TraceS(kDnsLevel, kFile, 987, 0, "%s[%d]\r\n", forwardIp, static_cast<int32_t>(length));
+    kL2tpApi.trace_at(kDnsLevel, 987_ln, "%s[%d]\r\n", forwardIp, static_cast<int32_t>(length));
     if (length > sizeof request - 1) {
-        ZX_PROC_DBG_LastWord(kFile, 991, ZX_TARN_ERR_PARAM, length, 0, 0, 0);
+        kL2tpApi.last_word(991_ln, ZX_TARN_ERR_PARAM, length, 0, 0, 0);
         return ZX_TARN_ERR_PARAM;
     }
     ZX_OS_StrNCpy_S(request, sizeof request, forwardIp, sizeof request - 1);
     uint32_t reply = 0;
     uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_DNS_FWD_STAT, request, length + 1, &reply, sizeof reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 997, code);
+        kL2tpApi.last_word(997_ln, code);
         return code;
     }
     *count = reply;
@@ -461,59 +475,59 @@ extern "C" uint32_t ZX_TARN_GetDnsForwardStatistic(const char* forwardIp, uint32
 
 extern "C" uint32_t ZX_TARN_GetInternetWanIp(char* out, uint32_t size) {
     if (!out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1023, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1023_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     if (size <= 15) {
-        ZX_PROC_DBG_LastWord(kFile, 1027, ZX_TARN_ERR_TOO_LONG, size, 15, 0, 0);
+        kL2tpApi.last_word(1027_ln, ZX_TARN_ERR_TOO_LONG, size, 15, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     char reply[512];
     ZX_OS_MemSet_S(reply, sizeof reply, 0, sizeof reply);
     uint32_t code = size_request(ZX_TARN_MSG_WAN_IP, size, reply, sizeof reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1036, code);
+        kL2tpApi.last_word(1036_ln, code);
         return code;
     }
     reply[sizeof reply - 1] = '\0';
     ZX_OS_StrNCpy_S(out, size, reply, size - 1);
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 1040, 0, "%s[%d] \r\n", out, static_cast<int32_t>(text_len(out)));
+    kL2tpApi.trace(1040_ln, "%s[%d] \r\n", out, static_cast<int32_t>(text_len(out)));
     return 0;
 }
 
 extern "C" uint32_t ZX_TARN_GetOntMac(char* out, uint32_t size) {
     if (!out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1126, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1126_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     if (size <= 12) {
-        ZX_PROC_DBG_LastWord(kFile, 1130, ZX_TARN_ERR_TOO_LONG, size, 12, 0, 0);
+        kL2tpApi.last_word(1130_ln, ZX_TARN_ERR_TOO_LONG, size, 12, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     uint32_t code = size_request(ZX_TARN_MSG_ONT_MAC, size, out, size);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1137, code);
+        kL2tpApi.last_word(1137_ln, code);
         return code;
     }
     out[size - 1] = '\0';  // a service filling the whole buffer still leaves a text
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 1139, 0, "%s[%d] \r\n", out, static_cast<int32_t>(text_len(out)));
+    kL2tpApi.trace(1139_ln, "%s[%d] \r\n", out, static_cast<int32_t>(text_len(out)));
     return 0;
 }
 
 extern "C" uint32_t ZX_TARN_GetPppoeUserName(char* out, uint32_t size) {
     if (!out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1050, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1050_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     if (size <= 63) {
-        ZX_PROC_DBG_LastWord(kFile, 1054, ZX_TARN_ERR_TOO_LONG, size, 63, 0, 0);
+        kL2tpApi.last_word(1054_ln, ZX_TARN_ERR_TOO_LONG, size, 63, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     ZX_TARN_PPPOE_USER_S reply;
     ZX_OS_MemSet_S(&reply, sizeof reply, 0, sizeof reply);
     uint32_t code = size_request(ZX_TARN_MSG_PPPOE_USER, size, &reply, sizeof reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1062, code);
+        kL2tpApi.last_word(1062_ln, code);
         return code;
     }
     uint32_t length = static_cast<uint32_t>(strnlen(reply.acUserName, sizeof reply.acUserName));
@@ -523,7 +537,7 @@ extern "C" uint32_t ZX_TARN_GetPppoeUserName(char* out, uint32_t size) {
 
 extern "C" uint32_t ZX_TARN_getDevicePPPoENameAndWANIP(const char* connection, char* out, uint32_t size) {
     if (!connection || !out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1074, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1074_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     ZX_OS_MemSet_S(out, size, 0, size);
@@ -532,7 +546,7 @@ extern "C" uint32_t ZX_TARN_getDevicePPPoENameAndWANIP(const char* connection, c
     ZX_OS_StrNCpy_S(record.acConnName, sizeof record.acConnName, connection, sizeof record.acConnName - 1);
     uint32_t code = L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_PPPOE_WAN, &record, sizeof record, &record, sizeof record);
     // The answer is built from the record even when the call failed.
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 1087, code);
+    if (code != 0) kL2tpApi.last_word(1087_ln, code);
     char text[192];
     ZX_OS_MemSet_S(text, sizeof text, 0, sizeof text);
     ZX_OS_Snprintf_S(text, sizeof text, sizeof text - 1, "{\"Result\":0, \"PPPoEName\":\"%.*s\" ,\"WANIP\":\"%.*s\" }",
@@ -540,17 +554,17 @@ extern "C" uint32_t ZX_TARN_getDevicePPPoENameAndWANIP(const char* connection, c
                      static_cast<int>(sizeof record.acWanIp), record.acWanIp);
     uint32_t length = text_len(text);
     if (size < length + 1) {
-        ZX_PROC_DBG_LastWord(kFile, 1095, ZX_TARN_ERR_TOO_LONG, size, length, 0, 0);
+        kL2tpApi.last_word(1095_ln, ZX_TARN_ERR_TOO_LONG, size, length, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     ZX_OS_StrNCpy_S(out, size, text, size - 1);
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 1101, 0, "%s \r\n", out);
+    kL2tpApi.trace(1101_ln, "%s \r\n", out);
     return 0;
 }
 
 extern "C" uint32_t ZX_TARN_getDeviceWLANChannel(char* out, uint32_t size) {
     if (!out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1165, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1165_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     uint32_t request = 0;
@@ -558,18 +572,18 @@ extern "C" uint32_t ZX_TARN_getDeviceWLANChannel(char* out, uint32_t size) {
     uint32_t code =
         L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_WLAN_CHANNEL, &request, sizeof request, &channel, sizeof channel);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1169, code);
+        kL2tpApi.last_word(1169_ln, code);
         return code;
     }
     ZX_OS_Snprintf_S(out, size, size - 1, "%d", static_cast<int32_t>(channel));
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 1173, 0, "Channel:[%d] \r\n", static_cast<int32_t>(channel));
+    kL2tpApi.trace(1173_ln, "Channel:[%d] \r\n", static_cast<int32_t>(channel));
     return 0;
 }
 
 extern "C" uint32_t ZX_TARN_getDeviceCloudAddress(char* out, uint32_t size) {
     zxjni::PlatformBuffer block(sizeof(ZX_APPM_MGT_ADDR_S), kFile, 1261);
     if (!block) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1262, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1262_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     auto* reply = reinterpret_cast<ZX_APPM_MGT_ADDR_S*>(block.get());
@@ -577,13 +591,13 @@ extern "C" uint32_t ZX_TARN_getDeviceCloudAddress(char* out, uint32_t size) {
     uint32_t code =
         L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_MGT_ADDRESS, &request, sizeof request, reply, sizeof(ZX_APPM_MGT_ADDR_S));
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1269, code);
+        kL2tpApi.last_word(1269_ln, code);
         return code;
     }
     // The size is held against the text at the start of the reply, not against the address.
     uint32_t length = static_cast<uint32_t>(strnlen(block.get(), sizeof(ZX_APPM_MGT_ADDR_S)));
     if (size < length + 1) {
-        ZX_PROC_DBG_LastWord(kFile, 1278, ZX_TARN_ERR_TOO_LONG, size, length, 0, 0);
+        kL2tpApi.last_word(1278_ln, ZX_TARN_ERR_TOO_LONG, size, length, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     reply->acMgtAddr[sizeof reply->acMgtAddr - 1] = '\0';
@@ -593,7 +607,7 @@ extern "C" uint32_t ZX_TARN_getDeviceCloudAddress(char* out, uint32_t size) {
 
 extern "C" uint32_t ZX_TARN_getDnsIpList(const ZX_TARN_DNS_REPLY_S* reply, char* out, uint32_t size) {
     if (reply->uiNum == 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1315, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1315_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     uint32_t num = reply->uiNum < 64 ? reply->uiNum : 64;
@@ -604,11 +618,11 @@ extern "C" uint32_t ZX_TARN_getDnsIpList(const ZX_TARN_DNS_REPLY_S* reply, char*
         char text[32];
         ZX_OS_MemSet_S(text, sizeof text, 0, sizeof text);
         ZX_OS_IpAddrToStr(ip, text, sizeof text);
-        ZX_PROC_DBG_TraceS(kDnsLevel, kFile, i == 0 ? 1320 : 1332, 0, "uiIpAddr:0x%x, acIpAddr:%s\r\n", ip, text);
+        kL2tpApi.trace_at(kDnsLevel, i == 0 ? 1320_ln : 1332_ln, "uiIpAddr:0x%x, acIpAddr:%s\r\n", ip, text);
         if (i != 0) ZX_OS_StrNCat_S(list, sizeof list, ",", 1);
         ZX_OS_StrNCat_S(list, sizeof list, text, sizeof text);
     }
-    ZX_PROC_DBG_TraceS(kDnsLevel, kFile, 1338, 0, "Num:%d, PlugIpList[%s]\r\n", static_cast<int32_t>(reply->uiNum),
+    kL2tpApi.trace_at(kDnsLevel, 1338_ln, "Num:%d, PlugIpList[%s]\r\n", static_cast<int32_t>(reply->uiNum),
                        list);
     ZX_OS_StrNCpy_S(out, size, list, size - 1);
     return 0;
@@ -616,7 +630,7 @@ extern "C" uint32_t ZX_TARN_getDnsIpList(const ZX_TARN_DNS_REPLY_S* reply, char*
 
 extern "C" uint32_t ZX_TARN_getDnsAnalysis(const char* domain, char* out, uint32_t size) {
     if (!domain || !*domain || !out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1366, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1366_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     if (ZX_OS_IsValidIpAddress(domain) == 1) {
@@ -626,11 +640,11 @@ extern "C" uint32_t ZX_TARN_getDnsAnalysis(const char* domain, char* out, uint32
     ZX_TARN_DNS_REPLY_S reply{};
     uint32_t code = resolve(domain, reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1386, code);
+        kL2tpApi.last_word(1386_ln, code);
         return code;
     }
     code = ZX_TARN_getDnsIpList(&reply, out, size);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 1392, code);
+    if (code != 0) kL2tpApi.last_word(1392_ln, code);
     return code;
 }
 
@@ -639,15 +653,15 @@ extern "C" uint32_t ZX_TARN_getDeviceCloudAddressAndPort(char* out, uint32_t siz
     uint32_t port = 0;
     uint32_t code = get_mgt_address(address, port);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1427, code);
+        kL2tpApi.last_word(1427_ln, code);
         return code;
     }
     uint32_t length = text_len(address);
     if (length + 1 > size) {
-        ZX_PROC_DBG_LastWord(kFile, 1434, ZX_TARN_ERR_TOO_LONG, size, length, 0, 0);
+        kL2tpApi.last_word(1434_ln, ZX_TARN_ERR_TOO_LONG, size, length, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
-    ZX_PROC_DBG_TraceS(kDnsLevel, kFile, 1438, 0, "aucCurMgtUrl:%s[port: %u]\r\n", address, port);
+    kL2tpApi.trace_at(kDnsLevel, 1438_ln, "aucCurMgtUrl:%s[port: %u]\r\n", address, port);
     if (ZX_OS_IsValidIpAddress(address) == 1) {
         ZX_OS_Snprintf_S(out, size, size - 1, "%s:%u", address, port);
         return 0;
@@ -655,13 +669,13 @@ extern "C" uint32_t ZX_TARN_getDeviceCloudAddressAndPort(char* out, uint32_t siz
     ZX_TARN_DNS_REPLY_S reply{};
     code = resolve(address, reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1459, code);
+        kL2tpApi.last_word(1459_ln, code);
         return code;
     }
     uint32_t ip = ntohl(reply.auiIpAddr[0]);
     char text[32] = {};
     ZX_OS_IpAddrToStr(ip, text, sizeof text);
-    ZX_PROC_DBG_TraceS(kDnsLevel, kFile, 1465, 0, "IP: %s, Num:%d, uiIpAddr:0x%x, acIpAddr:%s\r\n", address,
+    kL2tpApi.trace_at(kDnsLevel, 1465_ln, "IP: %s, Num:%d, uiIpAddr:0x%x, acIpAddr:%s\r\n", address,
                        static_cast<int32_t>(reply.uiNum), ip, text);
     ZX_OS_Snprintf_S(out, size, size - 1, "%s:%u", text, port);
     return 0;
@@ -669,18 +683,18 @@ extern "C" uint32_t ZX_TARN_getDeviceCloudAddressAndPort(char* out, uint32_t siz
 
 extern "C" uint32_t ZX_TARN_getDeviceLANIP(char* out, uint32_t size) {
     if (!out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1543, ZX_TARN_ERR_PARAM);
+        kL2tpApi.last_word(1543_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
     if (size <= 15) {
-        ZX_PROC_DBG_LastWord(kFile, 1548, ZX_TARN_ERR_TOO_LONG, size, 15, 0, 0);
+        kL2tpApi.last_word(1548_ln, ZX_TARN_ERR_TOO_LONG, size, 15, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
     uint32_t ip = 0;
     uint8_t mac[6] = {};
     uint32_t code = ZX_OS_GetIfIpAndMac("br0", &ip, mac);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1556, ZX_TARN_ERR_TOO_LONG);
+        kL2tpApi.last_word(1556_ln, ZX_TARN_ERR_TOO_LONG);
         return code;
     }
     char text[16];
@@ -695,20 +709,20 @@ extern "C" uint32_t ZX_TARN_getDeviceLANIP(char* out, uint32_t size) {
 extern "C" uint32_t ZX_VELM_getDevicePhyInfo(char* out, uint32_t size) {
     uint32_t request = 0;
     uint32_t code = L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_PHY_INFO, &request, sizeof request, out, size);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 1480, code);
+    if (code != 0) kL2tpApi.last_word(1480_ln, code);
     return code;
 }
 
 extern "C" uint32_t ZX_VELM_getDeviceUpdateState(char* out, uint32_t size) {
     FILE* fp = ZX_OS_Fopen(kUpgradeStatusFile, "r");
     if (!fp) {
-        ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 1495, 0, "ZX_VELM_getDeviceUpdateState fopen is null.");
+        kL2tpApi.trace(1495_ln, "ZX_VELM_getDeviceUpdateState fopen is null.");
         ZX_OS_Snprintf_S(out, size, size - 1, "%d", static_cast<int32_t>(kUpgradeStateUnknown));
         return 0;
     }
     int state = 0, needNotify = 0, rebootCnt = 0;
     (void)std::fscanf(fp, "State:%d NeedNotify:%d RebootCnt:%d \r\n", &state, &needNotify, &rebootCnt);
-    ZX_PROC_DBG_TraceS(kTunnelLevel, kFile, 1502, 0, "ZX_VELM_getDeviceUpdateState[State:%d]\r\n", state);
+    kL2tpApi.trace(1502_ln, "ZX_VELM_getDeviceUpdateState[State:%d]\r\n", state);
     ZX_OS_Snprintf_S(out, size, size - 1, "%d", state);
     return static_cast<uint32_t>(ZX_OS_Fclose(fp));
 }

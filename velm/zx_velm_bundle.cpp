@@ -8,12 +8,16 @@
 
 #include "l2tp_jni.h"
 #include "scoped.h"
+#include "trace_unit.h"
 #include "zx_velm_jni_api.h"
 
 namespace {
 
-constexpr const char* kFile = "../velm/zx_velm_jni_api";
-constexpr uint32_t kLevel = 249;
+using zxtrace::kVelmApi;  // every record of this file
+using zxtrace::operator""_ln;
+using zxtrace::Line;
+
+constexpr const char* kFile = kVelmApi.file();
 constexpr uint32_t kLogLevel = 220;
 
 constexpr const char* kBundleManager = "osgi_proxy";
@@ -58,8 +62,8 @@ uint32_t log_time(char (&stamp)[32]) {
     ZX_OS_MemSet_S(&tm, sizeof tm, 0, sizeof tm);
     uint32_t code = ZX_OS_GetLocalTime(&tm);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 746, code);
-        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 747, 0, "[OSGI_Bundle_GetSysTime]Failed to get System time\r\n");
+        kVelmApi.last_word(746_ln, code);
+        kVelmApi.trace_at(kLogLevel, 747_ln, "[OSGI_Bundle_GetSysTime]Failed to get System time\r\n");
         return 1;
     }
     ZX_OS_Snprintf_S(stamp, sizeof stamp, sizeof stamp - 1, "%u-%02u-%02u %02u:%02u:%02u",
@@ -79,28 +83,28 @@ json_object* bundle_array(const OSGI_JNI_STATE_LIST_S& list) {
         json_object* entry = nullptr;
         uint32_t code = ZX_OSGI_JNI_BundleInfotoJson(&info, &entry);
         if (code != 0) {
-            ZX_PROC_DBG_LastWord(kFile, 2550, code, static_cast<uint32_t>(i), 0, 0, 0);
+            kVelmApi.last_word(2550_ln, code, static_cast<uint32_t>(i), 0, 0, 0);
             continue;
         }
-        ZX_PROC_DBG_TraceS(kLevel, kFile, 2556, 0, "acBundleName:%.128s acState:%.16s acVersion:%.24s\r\n",
+        kVelmApi.trace(2556_ln, "acBundleName:%.128s acState:%.16s acVersion:%.24s\r\n",
                            info.acBundleName, info.acState, info.acVersion);
         if (json_object_array_add(array, entry) != 0) {
             VELM_JSON_ObjPut(entry);
-            ZX_PROC_DBG_LastWord(kFile, 2565, ZX_JNI_ERR_GENERAL, static_cast<uint32_t>(i), 0, 0, 0);
+            kVelmApi.last_word(2565_ln, ZX_JNI_ERR_GENERAL, static_cast<uint32_t>(i), 0, 0, 0);
         }
     }
     return array;
 }
 
 // Renders obj, traces the text and hands it to Java; obj is released in every case.
-jstring render(JNIEnv* env, json_object* obj, uint32_t traceLine, uint32_t failLine) {
+jstring render(JNIEnv* env, json_object* obj, Line traceLine, Line failLine) {
     const char* text = json_object_to_json_string(obj);
     if (!text || !*text) {
-        ZX_PROC_DBG_LastWord(kFile, failLine, ZX_JNI_ERR_GENERAL, word(text), 0, 0, 0);
+        kVelmApi.last_word(failLine, ZX_JNI_ERR_GENERAL, word(text), 0, 0, 0);
         VELM_JSON_ObjPut(obj);
         return nullptr;
     }
-    ZX_PROC_DBG_TraceS(kLevel, kFile, traceLine, 0, "pcJsonStr:%s\r\n", text);
+    kVelmApi.trace(traceLine, "pcJsonStr:%s\r\n", text);
     jstring java = char2jstring(env, text);
     VELM_JSON_ObjPut(obj);
     return java;
@@ -115,7 +119,7 @@ jstring render(JNIEnv* env, json_object* obj, uint32_t traceLine, uint32_t failL
 extern "C" uint32_t OSGI_Bundle_Create_LogFile(void) {
     FILE* fp = ZX_OS_Fopen(OSGI_JNI_LOG_FILE, "wt");
     if (!fp) {
-        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 713, 0, "[OSGI_Bundle_Create_LogFile]Failed to create log file\r\n");
+        kVelmApi.trace_at(kLogLevel, 713_ln, "[OSGI_Bundle_Create_LogFile]Failed to create log file\r\n");
         return 1;
     }
     ZX_OS_Fclose(fp);
@@ -142,21 +146,21 @@ extern "C" uint32_t OSGI_JNI_Log_Record(const char* action, const char* bundleNa
     uint32_t size = static_cast<uint32_t>(std::strlen(action) + std::strlen(bundleName) + 37);
     zxjni::PlatformBuffer line(size, kFile, 793);
     if (!line) {
-        ZX_PROC_DBG_LastWord_1(kFile, 796, 1);
+        kVelmApi.last_word(796_ln, 1);
         return 1;
     }
     ZX_OS_Snprintf_S(line.get(), size, size, "%s [%s] %s\r\n", stamp, action, bundleName);
     FILE* fp = ZX_OS_Fopen(OSGI_JNI_LOG_FILE, "at");
     if (!fp) {
         line.free_at(805);
-        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 807, 0, "[OSGI_JNI_Log_Record]Failed to open log file\r\n");
+        kVelmApi.trace_at(kLogLevel, 807_ln, "[OSGI_JNI_Log_Record]Failed to open log file\r\n");
         return 1;
     }
     int32_t written = ZX_OS_Fputs(line.get(), fp);
     ZX_OS_Fclose(fp);
     line.free_at(written < 1 ? 818 : 824);
     if (written < 1) {
-        ZX_PROC_DBG_TraceS(kLogLevel, kFile, 820, 0,
+        kVelmApi.trace_at(kLogLevel, 820_ln,
                            "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n");
         return 1;
     }
@@ -192,15 +196,15 @@ extern "C" uint32_t OSGI_JNI_BundleMng_RpcCall(uint32_t mid, uint32_t msgId, con
         if (std::strncmp(action, kResetAction, sizeof(OSGI_JNI_OPERATE_REQ_S::acAction)) == 0)
             timeoutMs = kResetTimeoutMs;
     }
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 940, 0, "ulRpcCmo:0x%x uiTimeOut:%u\r\n", msgId, timeoutMs);
-    if (action) ZX_PROC_DBG_TraceS(kLevel, kFile, 944, 0, "Action:%.16s\r\n", action);
+    kVelmApi.trace(940_ln, "ulRpcCmo:0x%x uiTimeOut:%u\r\n", msgId, timeoutMs);
+    if (action) kVelmApi.trace(944_ln, "Action:%.16s\r\n", action);
     // Unlike the other services' wrappers, the bundle manager is told the caller's module id.
     return ZX_MSG_RpcCall(&head, msgId, mid, req, reqLen, reply, replyLen, timeoutMs);
 }
 
 extern "C" int32_t OSGI_JNI_Bundle_Operate(uint32_t mid, const char* bundleName, const char* action) {
     if (!bundleName || !action) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1034, 1);
+        kVelmApi.last_word(1034_ln, 1);
         return 1;
     }
     char logWord[128];
@@ -214,13 +218,13 @@ extern "C" int32_t OSGI_JNI_Bundle_Operate(uint32_t mid, const char* bundleName,
     ZX_OS_StrNCpy_S(req.acAction, sizeof req.acAction, action, sizeof req.acAction - 1);
     uint32_t result = 0;
     uint32_t code = OSGI_JNI_BundleMng_RpcCall(mid, OSGI_JNI_MSG_OPERATE, &req, sizeof req, &result, sizeof result);
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 1050, 0, "uiRet:%u uiResult:%u\r\n", code, result);
+    kVelmApi.trace(1050_ln, "uiRet:%u uiResult:%u\r\n", code, result);
     // The bundle manager's own answer wins over the transport's status.
     if (result != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1055, result, code, 0, 0, 0);
+        kVelmApi.last_word(1055_ln, result, code, 0, 0, 0);
         return ZX_OSGI_JNI_ZXErrConvert(result);
     }
-    ZX_PROC_DBG_LastWord_1(kFile, 1059, code);
+    kVelmApi.last_word(1059_ln, code);
     return ZX_OSGI_JNI_ZXErrConvert(code);
 }
 
@@ -230,19 +234,19 @@ extern "C" int32_t OSGI_JNI_Bundle_Operate(uint32_t mid, const char* bundleName,
 
 extern "C" uint32_t ZX_OSGI_JNI_BundleInfotoJson(const OSGI_JNI_BUNDLE_INFO_S* info, json_object** out) {
     if (!info || !out) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2592, ZX_JNI_ERR_JSON_NULL);
+        kVelmApi.last_word(2592_ln, ZX_JNI_ERR_JSON_NULL);
         return ZX_JNI_ERR_JSON_NULL;
     }
     json_object* obj = json_object_new_object();
     if (!obj) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2598, ZX_JNI_ERR_JSON_NEW);
+        kVelmApi.last_word(2598_ln, ZX_JNI_ERR_JSON_NEW);
         return ZX_JNI_ERR_JSON_NEW;
     }
     json_object* name = field_string(info->acBundleName);
     json_object* version = field_string(info->acVersion);
     json_object* state = field_string(info->acState);
     if (!name || !version || !state) {
-        ZX_PROC_DBG_LastWord(kFile, 2606, ZX_JNI_ERR_JSON_NEW, word(name), word(version), word(state), 0);
+        kVelmApi.last_word(2606_ln, ZX_JNI_ERR_JSON_NEW, word(name), word(version), word(state), 0);
         put_made({name, version, state, obj});
         return ZX_JNI_ERR_JSON_NEW;
     }
@@ -255,19 +259,19 @@ extern "C" uint32_t ZX_OSGI_JNI_BundleInfotoJson(const OSGI_JNI_BUNDLE_INFO_S* i
 
 extern "C" uint32_t OSGI_JNI_FillVdataFromJsonPara(PluginVDataRecord* rec, JNIEnv* env, jobjectArray names) {
     if (!rec) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2630, ZX_JNI_ERR_JSON_NULL);
+        kVelmApi.last_word(2630_ln, ZX_JNI_ERR_JSON_NULL);
         return ZX_JNI_ERR_JSON_NULL;
     }
     zxjni::PlatformBuffer block(sizeof(OSGI_JNI_QUERY_LIST_S), kFile, 2633);
     if (!block) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2636, ZX_JNI_ERR_NOMEM);
+        kVelmApi.last_word(2636_ln, ZX_JNI_ERR_NOMEM);
         return ZX_JNI_ERR_NOMEM;
     }
     auto* list = reinterpret_cast<OSGI_JNI_QUERY_LIST_S*>(block.get());
     jsize length = names ? env->GetArrayLength(names) : 0;
     uint32_t count = static_cast<uint32_t>(length) < OSGI_JNI_MAX_BUNDLES ? static_cast<uint32_t>(length)
                                                                           : OSGI_JNI_MAX_BUNDLES;
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 2641, 0, "iCount:%u\r\n", count);
+    kVelmApi.trace(2641_ln, "iCount:%u\r\n", count);
     for (uint32_t i = 0; i < count; ++i) {
         auto element = static_cast<jstring>(env->GetObjectArrayElement(names, static_cast<jsize>(i)));
         zxjni::JavaText name(env, element);
@@ -276,36 +280,36 @@ extern "C" uint32_t OSGI_JNI_FillVdataFromJsonPara(PluginVDataRecord* rec, JNIEn
         if (!name) continue;
         ZX_OS_StrNCpy_S(list->aacBundleName[i], sizeof list->aacBundleName[i], name.get(),
                         sizeof list->aacBundleName[i] - 1);
-        ZX_PROC_DBG_TraceS(kLevel, kFile, 2655, 0, "pcBundleName:%s\r\n", list->aacBundleName[i]);
+        kVelmApi.trace(2655_ln, "pcBundleName:%s\r\n", list->aacBundleName[i]);
         ++list->uiCount;
     }
     list->uiFlag = 1;
     uint32_t code = OSGI_JNI_ZipWriteVData(rec, list, sizeof *list);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 2670, code);
+    if (code != 0) kVelmApi.last_word(2670_ln, code);
     block.free_at(2673);
     return code;
 }
 
 extern "C" jstring OSGI_JNI_FillJsonStrFromVdata(JNIEnv* env, const PluginVDataRecord* rec) {
     if (!rec) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2495, ZX_JNI_ERR_JSON_NULL);
+        kVelmApi.last_word(2495_ln, ZX_JNI_ERR_JSON_NULL);
         return nullptr;
     }
     zxjni::PlatformBuffer block(sizeof(OSGI_JNI_STATE_LIST_S), kFile, 2500);
     if (!block) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2503, ZX_JNI_ERR_NOMEM);
+        kVelmApi.last_word(2503_ln, ZX_JNI_ERR_NOMEM);
         return nullptr;
     }
     uint32_t code = OSGI_JNI_ReadUnzipVData(rec, block.get());
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2511, code);
+        kVelmApi.last_word(2511_ln, code);
         return nullptr;
     }
     const auto* list = reinterpret_cast<const OSGI_JNI_STATE_LIST_S*>(block.get());
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 2516, 0, "\nuiStatus:%u uiSize:%u", list->uiStatus,
+    kVelmApi.trace(2516_ln, "\nuiStatus:%u uiSize:%u", list->uiStatus,
                        static_cast<uint32_t>(list->iCount));
     if (list->uiStatus != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2521, list->uiStatus);
+        kVelmApi.last_word(2521_ln, list->uiStatus);
         return nullptr;
     }
     json_object* obj = json_object_new_object();
@@ -313,18 +317,18 @@ extern "C" jstring OSGI_JNI_FillJsonStrFromVdata(JNIEnv* env, const PluginVDataR
     block.free_at(2570);
     json_object* result = array ? json_object_new_int(0) : nullptr;
     if (!result) {
-        ZX_PROC_DBG_LastWord(kFile, 2574, ZX_JNI_ERR_GENERAL, word(obj), word(array), 0, 0);
+        kVelmApi.last_word(2574_ln, ZX_JNI_ERR_GENERAL, word(obj), word(array), 0, 0);
         put_made({array, obj});
         return nullptr;
     }
     json_object_object_add(obj, "Result", result);
     json_object_object_add(obj, "BundleLists", array);
-    return render(env, obj, 2580, 2577);
+    return render(env, obj, 2580_ln, 2577_ln);
 }
 
 extern "C" jstring OSGI_JNI_FillInstallProcess(JNIEnv* env, const OSGI_JNI_PROCESS_REPLY_S* reply) {
     if (!reply) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2401, ZX_JNI_ERR_JSON_NULL);
+        kVelmApi.last_word(2401_ln, ZX_JNI_ERR_JSON_NULL);
         return nullptr;
     }
     json_object* obj = json_object_new_object();
@@ -332,12 +336,12 @@ extern "C" jstring OSGI_JNI_FillInstallProcess(JNIEnv* env, const OSGI_JNI_PROCE
     json_object* state = field_string(reply->acState);
     json_object* percent = json_object_new_int(static_cast<int32_t>(reply->uiPercent));
     if (!obj || !result || !state || !percent) {
-        ZX_PROC_DBG_LastWord_1(kFile, 2436, ZX_JNI_ERR_GENERAL);
+        kVelmApi.last_word(2436_ln, ZX_JNI_ERR_GENERAL);
         put_made({result, state, percent, obj});
         return nullptr;
     }
     json_object_object_add(obj, "Result", result);
     json_object_object_add(obj, "State", state);
     json_object_object_add(obj, "Percent", percent);
-    return render(env, obj, 2453, 2449);
+    return render(env, obj, 2453_ln, 2449_ln);
 }

@@ -3,10 +3,13 @@
 
 #include <cstring>
 
+#include "trace_unit.h"
+
 namespace {
 
-constexpr const char* kFile = "../velm/zx_velm_jni_api";
-constexpr uint32_t kLevel = 249;
+using zxtrace::kVelmApi;  // every record of this file
+using zxtrace::operator""_ln;
+using zxtrace::Line;
 
 constexpr uint32_t kLoidCommand = 0x4710304B;  // "app_m": the LOID as plain text
 
@@ -27,14 +30,14 @@ constexpr CodeRow kCodeTable[] = {
 static_assert(sizeof kCodeTable / sizeof kCodeTable[0] == 29);
 
 // The load text of the two measurement functions, copied out only when it fits.
-uint32_t write_load(char* buf, uint32_t size, uint32_t percent, uint32_t code, uint32_t tooSmallLine) {
+uint32_t write_load(char* buf, uint32_t size, uint32_t percent, uint32_t code, Line tooSmallLine) {
     char local[128];
     ZX_OS_MemSet_S(local, sizeof local, 0, sizeof local);
     ZX_OS_Snprintf_S(local, sizeof local, sizeof local, "{\"Result\":%d , \"Percent\":\"%d\"}", 0,
                      static_cast<int32_t>(percent));
     uint32_t length = static_cast<uint32_t>(std::strlen(local));
     if (length + 1 > size) {
-        ZX_PROC_DBG_LastWord(kFile, tooSmallLine, ZX_JNI_ERR_BUF_SMALL, size, length, 0, 0);
+        kVelmApi.last_word(tooSmallLine, ZX_JNI_ERR_BUF_SMALL, size, length, 0, 0);
         return ZX_JNI_ERR_BUF_SMALL;
     }
     ZX_OS_StrNCpy_S(buf, size, local, size - 1);
@@ -49,7 +52,7 @@ uint32_t write_load(char* buf, uint32_t size, uint32_t percent, uint32_t code, u
 
 extern "C" uint32_t VELM_JSON_ObjPut(json_object* obj) {
     if (!obj) {
-        ZX_PROC_DBG_LastWord_1(kFile, 83, ZX_JNI_ERR_JSON_NULL);
+        kVelmApi.last_word(83_ln, ZX_JNI_ERR_JSON_NULL);
         return 0;
     }
     return static_cast<uint32_t>(json_object_put(obj));
@@ -65,7 +68,7 @@ extern "C" int32_t ZX_OSGI_JNI_ZXErrConvert(uint32_t code) {
             break;
         }
     }
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 460, 0, "Module ret:[%u][%x] ZX ret:%u\r\n", code, code,
+    kVelmApi.trace(460_ln, "Module ret:[%u][%x] ZX ret:%u\r\n", code, code,
                        static_cast<uint32_t>(result));
     return result;
 }
@@ -83,24 +86,24 @@ extern "C" uint32_t ZX_JNI_BuildResultJson(char* buf, uint32_t size, const ZX_JN
 extern "C" jstring OSGI_JNI_FaultStrBuild(JNIEnv* env, uint32_t code) {
     json_object* obj = json_object_new_object();
     if (!obj) {
-        ZX_PROC_DBG_LastWord_1(kFile, 975, ZX_JNI_ERR_GENERAL);
+        kVelmApi.last_word(975_ln, ZX_JNI_ERR_GENERAL);
         return nullptr;
     }
     json_object* result = json_object_new_int(ZX_OSGI_JNI_ZXErrConvert(code));
     if (!result) {
         VELM_JSON_ObjPut(obj);
-        ZX_PROC_DBG_LastWord_1(kFile, 983, ZX_JNI_ERR_GENERAL);
+        kVelmApi.last_word(983_ln, ZX_JNI_ERR_GENERAL);
         return nullptr;
     }
     json_object_object_add(obj, "Result", result);
     const char* text = json_object_to_json_string(obj);
     if (!text || !*text) {
-        ZX_PROC_DBG_LastWord(kFile, 993, ZX_JNI_ERR_GENERAL,
+        kVelmApi.last_word(993_ln, ZX_JNI_ERR_GENERAL,
                              static_cast<uint32_t>(reinterpret_cast<uintptr_t>(text)), 0, 0, 0);
         VELM_JSON_ObjPut(obj);
         return nullptr;
     }
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 998, 0, "pcJsonStr:%s\r\n", text);
+    kVelmApi.trace(998_ln, "pcJsonStr:%s\r\n", text);
     jstring java = char2jstring(env, text);
     VELM_JSON_ObjPut(obj);
     return java;
@@ -114,18 +117,18 @@ extern "C" uint32_t ZX_JNI_sysGetCpuUsage(char* buf, uint32_t size) {
     uint32_t percent = 0;
     uint32_t code = ZX_OS_GetCPUBusyRateByTime(10, &percent);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1094, code);
+        kVelmApi.last_word(1094_ln, code);
         percent = 1;
     }
     if (percent == 0) percent = 1;  // the reported load never reads below 1
-    return write_load(buf, size, percent, code, 1109);
+    return write_load(buf, size, percent, code, 1109_ln);
 }
 
 extern "C" uint32_t ZX_JNI_sysGetMemUsage(char* buf, uint32_t size) {
     uint32_t percent = 0;
     uint32_t code = ZX_OS_GetMemUseRate(&percent);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 1141, code);
-    return write_load(buf, size, percent, code, 1150);
+    if (code != 0) kVelmApi.last_word(1141_ln, code);
+    return write_load(buf, size, percent, code, 1150_ln);
 }
 
 extern "C" uint32_t ZX_JNI_sysGetLoid(char* buf, uint32_t size) {
@@ -134,13 +137,13 @@ extern "C" uint32_t ZX_JNI_sysGetLoid(char* buf, uint32_t size) {
     ZX_OS_MemSet_S(reply, sizeof reply, 0, sizeof reply);
     uint32_t code = APPM_JNI_MSG_RpcCall(kLoidCommand, &request, sizeof request, reply, sizeof reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1184, ZX_JNI_ERR_GENERAL, code, 0, 0, 0);
+        kVelmApi.last_word(1184_ln, ZX_JNI_ERR_GENERAL, code, 0, 0, 0);
         return ZX_JNI_ERR_GENERAL;
     }
     reply[sizeof reply - 1] = '\0';  // a service answering 64 characters still gives a text
     uint32_t length = static_cast<uint32_t>(std::strlen(reply));
     if (length + 1 > size) {
-        ZX_PROC_DBG_LastWord(kFile, 1190, ZX_JNI_ERR_BUF_SMALL, size, length, 0, 0);
+        kVelmApi.last_word(1190_ln, ZX_JNI_ERR_BUF_SMALL, size, length, 0, 0);
         return ZX_JNI_ERR_BUF_SMALL;
     }
     ZX_OS_StrNCpy_S(buf, size, reply, size - 1);

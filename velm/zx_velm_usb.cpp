@@ -8,12 +8,14 @@
 #include <cstring>
 #include <optional>
 
+#include "trace_unit.h"
 #include "zx_velm_jni_api.h"
 
 namespace {
 
-constexpr const char* kFile = "../velm/zx_velm_jni_api";
-constexpr uint32_t kLevel = 249;
+using zxtrace::kVelmApi;  // every record of this file
+using zxtrace::operator""_ln;
+using zxtrace::Line;
 
 // Descriptors above this are refused by the data-available check.
 constexpr int32_t kMaxHandle = 51579;
@@ -78,16 +80,16 @@ uint32_t plugin_request(uint32_t msgId, const char* plugId, uint32_t type, ZX_JN
     return ask(msgId, &req, sizeof req, reply);
 }
 
-uint32_t lock_family(uint32_t msgId, uint32_t devId, char* buf, uint32_t size, uint32_t bufLine,
-                     uint32_t failLine) {
+uint32_t lock_family(uint32_t msgId, uint32_t devId, char* buf, uint32_t size, Line bufLine,
+                     Line failLine) {
     if (!buf) {
-        ZX_PROC_DBG_LastWord_1(kFile, bufLine, 1);
+        kVelmApi.last_word(bufLine, 1);
         return 1;
     }
     ZX_JNI_RESULT_REASON_S reply;
     uint32_t code = ask(msgId, &devId, sizeof devId, reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, failLine, code);
+        kVelmApi.last_word(failLine, code);
         return code;
     }
     return ZX_JNI_BuildResultJson(buf, size, &reply);
@@ -95,7 +97,7 @@ uint32_t lock_family(uint32_t msgId, uint32_t devId, char* buf, uint32_t size, u
 
 // A setting refused by its table: the line that records it and the value given.
 struct Rejection {
-    uint32_t line;
+    Line line;
     uint32_t value;
 };
 
@@ -106,12 +108,12 @@ std::optional<Rejection> apply_frame(termios& tio, uint32_t bits, uint32_t stopB
         case 6: tio.c_cflag |= CS6; break;
         case 7: tio.c_cflag |= CS7; break;
         case 8: tio.c_cflag |= CS8; break;
-        default: return Rejection{1803, bits};
+        default: return Rejection{1803_ln, bits};
     }
     switch (stopBits) {
         case 1: tio.c_cflag &= ~CSTOPB; break;
         case 2: tio.c_cflag |= CSTOPB; break;
-        default: return Rejection{1821, stopBits};
+        default: return Rejection{1821_ln, stopBits};
     }
     switch (parity) {
         case 0: tio.c_cflag &= ~PARENB; return std::nullopt;
@@ -119,7 +121,7 @@ std::optional<Rejection> apply_frame(termios& tio, uint32_t bits, uint32_t stopB
         case 2: tio.c_cflag |= PARENB | PARODD; break;
         case 3: tio.c_cflag |= CMSPAR | PARODD; break;  // mark: PARENB stays as it was
         case 4: tio.c_cflag = (tio.c_cflag | CMSPAR) & ~PARODD; break;  // space: likewise
-        default: return Rejection{1857, parity};
+        default: return Rejection{1857_ln, parity};
     }
     tio.c_iflag |= INPCK;
     return std::nullopt;
@@ -154,17 +156,17 @@ const Rate* find_rate(uint32_t rate) {
 
 extern "C" uint32_t ZX_JNI_UsbRegister(const char* pcPlugId, uint32_t uiDevType, char* buf, uint32_t size) {
     if (!pcPlugId) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1342, 1);
+        kVelmApi.last_word(1342_ln, 1);
         return 1;
     }
     if (!buf) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1343, 1);
+        kVelmApi.last_word(1343_ln, 1);
         return 1;
     }
     ZX_JNI_RESULT_REASON_S reply;
     uint32_t code = plugin_request(ZX_JNI_USB_REGISTER, pcPlugId, uiDevType, reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1354, code, uiDevType, 0, 0, 0);
+        kVelmApi.last_word(1354_ln, code, uiDevType, 0, 0, 0);
         return code;
     }
     return ZX_JNI_BuildResultJson(buf, size, &reply);
@@ -172,33 +174,33 @@ extern "C" uint32_t ZX_JNI_UsbRegister(const char* pcPlugId, uint32_t uiDevType,
 
 extern "C" uint32_t ZX_JNI_UsbUnregister(const char* pcPlugId, char* buf, uint32_t size) {
     if (!pcPlugId) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1388, 1);
+        kVelmApi.last_word(1388_ln, 1);
         return 1;
     }
     if (!buf) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1389, 1);
+        kVelmApi.last_word(1389_ln, 1);
         return 1;
     }
     ZX_JNI_RESULT_REASON_S reply;
     uint32_t code = plugin_request(ZX_JNI_USB_UNREGISTER, pcPlugId, 0, reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1399, code);
+        kVelmApi.last_word(1399_ln, code);
         return code;
     }
     return ZX_JNI_BuildResultJson(buf, size, &reply);
 }
 
 extern "C" uint32_t ZX_JNI_UsbLock(uint32_t uiDevId, char* buf, uint32_t size) {
-    return lock_family(ZX_JNI_USB_LOCK, uiDevId, buf, size, 1433, 1441);
+    return lock_family(ZX_JNI_USB_LOCK, uiDevId, buf, size, 1433_ln, 1441_ln);
 }
 
 extern "C" uint32_t ZX_JNI_UsbUnLock(uint32_t uiDevId, char* buf, uint32_t size) {
-    return lock_family(ZX_JNI_USB_UNLOCK, uiDevId, buf, size, 1475, 1483);
+    return lock_family(ZX_JNI_USB_UNLOCK, uiDevId, buf, size, 1475_ln, 1483_ln);
 }
 
 extern "C" uint32_t ZX_JNI_UsbUnregisterAll(void) {
     uint32_t code = OSGi_JNI_MSG_RpcCall(ZX_JNI_USB_UNREGISTER_ALL, nullptr, 0, nullptr, 0);
-    if (code != 0) ZX_PROC_DBG_LastWord_1(kFile, 2203, code);
+    if (code != 0) kVelmApi.last_word(2203_ln, code);
     return code;
 }
 
@@ -208,14 +210,14 @@ extern "C" uint32_t ZX_JNI_UsbUnregisterAll(void) {
 
 extern "C" uint32_t ZX_JNI_UsbOpen(uint32_t uiDevId, char* buf, uint32_t size) {
     if (!buf) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1223, 1);
+        kVelmApi.last_word(1223_ln, 1);
         return 1;
     }
     ZX_JNI_USB_OPEN_REPLY_S reply;
     std::memset(&reply, 0, sizeof reply);
     uint32_t code = OSGi_JNI_MSG_RpcCall(ZX_JNI_USB_OPEN, &uiDevId, sizeof uiDevId, &reply, sizeof reply);
     if (code != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1233, code, uiDevId, 0, 0, 0);
+        kVelmApi.last_word(1233_ln, code, uiDevId, 0, 0, 0);
         return code;
     }
     // A service filling every byte still leaves texts that end inside their fields.
@@ -226,7 +228,7 @@ extern "C" uint32_t ZX_JNI_UsbOpen(uint32_t uiDevId, char* buf, uint32_t size) {
     } else {
         int32_t fd = ZX_OS_Open(reply.acDevPath, 2, 0);
         if (fd < 0) {
-            ZX_PROC_DBG_LastWord(kFile, 1250, static_cast<uint32_t>(fd), static_cast<uint32_t>(ZX_OS_GetLastErr()),
+            kVelmApi.last_word(1250_ln, static_cast<uint32_t>(fd), static_cast<uint32_t>(ZX_OS_GetLastErr()),
                                  0, 0, 0);
             write_reason(buf, size, -1, reply.acFailReason);
         } else {
@@ -240,12 +242,12 @@ extern "C" uint32_t ZX_JNI_UsbOpen(uint32_t uiDevId, char* buf, uint32_t size) {
 
 extern "C" uint32_t ZX_JNI_UsbClose(uint32_t uiHandle, char* buf, uint32_t size) {
     if (!buf) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1294, 1);
+        kVelmApi.last_word(1294_ln, 1);
         return 1;
     }
     int32_t result = ZX_OS_Close(static_cast<int32_t>(uiHandle));
     if (result != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1300, static_cast<uint32_t>(result), static_cast<uint32_t>(ZX_OS_GetLastErr()),
+        kVelmApi.last_word(1300_ln, static_cast<uint32_t>(result), static_cast<uint32_t>(ZX_OS_GetLastErr()),
                              0, 0, 0);
         write_failed(buf, size, -1);
     } else {
@@ -262,14 +264,14 @@ extern "C" uint32_t ZX_JNI_UsbClose(uint32_t uiHandle, char* buf, uint32_t size)
 extern "C" uint32_t ZX_JNI_UsbDataAvailable(uint32_t uiHandle, uint32_t* puiFlag) {
     if (!puiFlag) return 0;
     if (static_cast<int32_t>(uiHandle) > kMaxHandle) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1519, 1);
+        kVelmApi.last_word(1519_ln, 1);
         *puiFlag = 0;
         return 0;
     }
     ZX_TIMEVAL wait{kAvailableWaitSec, 0};
     int32_t ready = wait_readable(uiHandle, &wait);
     if (ready < 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1532, 1);
+        kVelmApi.last_word(1532_ln, 1);
         *puiFlag = 0;
         return 0;
     }
@@ -281,7 +283,7 @@ extern "C" uint32_t ZX_JNI_UsbRead(uint32_t uiHandle, uint8_t* pucData, uint32_t
                                    int32_t iTimeOut, char* buf, uint32_t size) {
     if (!pucData || static_cast<int32_t>(uiHandle) < 0 || static_cast<int32_t>(uiOffset) < 0 ||
         static_cast<int32_t>(uiLen) < 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1584, 1, uiHandle, word(pucData), uiOffset, uiLen);
+        kVelmApi.last_word(1584_ln, 1, uiHandle, word(pucData), uiOffset, uiLen);
         return 1;
     }
     ZX_TIMEVAL wait{iTimeOut, 0};
@@ -291,31 +293,31 @@ extern "C" uint32_t ZX_JNI_UsbRead(uint32_t uiHandle, uint8_t* pucData, uint32_t
             write_pair(buf, size, "Len", 0);
             return 0;
         }
-        ZX_PROC_DBG_TraceS(kLevel, kFile, 1612, 0, "ZX_JNI_UsbRead timeout:%d errno:%d iHandle:%d", iTimeOut,
+        kVelmApi.trace(1612_ln, "ZX_JNI_UsbRead timeout:%d errno:%d iHandle:%d", iTimeOut,
                            ZX_OS_GetLastErr(), static_cast<int32_t>(uiHandle));
-        ZX_PROC_DBG_LastWord_1(kFile, 1613, 1);
+        kVelmApi.last_word(1613_ln, 1);
         write_failed(buf, size, -2);
         return 0;
     }
     if (ready < 0) {
-        ZX_PROC_DBG_TraceS(kLevel, kFile, 1620, 0, "ZX_JNI_UsbRead errno:%d iHandle:%d", ZX_OS_GetLastErr(),
+        kVelmApi.trace(1620_ln, "ZX_JNI_UsbRead errno:%d iHandle:%d", ZX_OS_GetLastErr(),
                            static_cast<int32_t>(uiHandle));
-        ZX_PROC_DBG_LastWord_1(kFile, 1621, 1);
+        kVelmApi.last_word(1621_ln, 1);
         write_failed(buf, size, -1);
         return 0;
     }
     uint8_t* data = pucData + uiOffset;
     int32_t count = ZX_OS_Read(static_cast<int32_t>(uiHandle), data, uiLen);
     if (count < 0) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1630, 1);
+        kVelmApi.last_word(1630_ln, 1);
         write_failed(buf, size, -1);
         return 0;
     }
     // The data as text: up to its first NUL, never past what was read.
     const char* text = reinterpret_cast<const char*>(data);
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 1635, 0, "ZX_JNI_UsbRead: Len:%u Data:%.*s", static_cast<uint32_t>(count),
+    kVelmApi.trace(1635_ln, "ZX_JNI_UsbRead: Len:%u Data:%.*s", static_cast<uint32_t>(count),
                        static_cast<int>(strnlen(text, static_cast<size_t>(count))), text);
-    for (int32_t i = 0; i < count; ++i) ZX_PROC_DBG_TraceS(kLevel, kFile, 1638, 0, "%02x ", data[i]);
+    for (int32_t i = 0; i < count; ++i) kVelmApi.trace(1638_ln, "%02x ", data[i]);
     write_pair(buf, size, "Len", count);
     return 0;
 }
@@ -324,17 +326,17 @@ extern "C" uint32_t ZX_JNI_UsbWrite(uint32_t uiHandle, const uint8_t* pucData, u
                                     char* buf, uint32_t size) {
     if (!pucData || static_cast<int32_t>(uiHandle) < 0 || static_cast<int32_t>(uiOffset) < 0 ||
         static_cast<int32_t>(uiLen) < 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1681, 1, uiHandle, word(pucData), uiOffset, uiLen);
+        kVelmApi.last_word(1681_ln, 1, uiHandle, word(pucData), uiOffset, uiLen);
         write_failed(buf, size, -1);
         return 0;
     }
     const uint8_t* data = pucData + uiOffset;
     const char* text = reinterpret_cast<const char*>(data);
-    ZX_PROC_DBG_TraceS(kLevel, kFile, 1686, 0, "ZX_JNI_UsbWrite: Len:%u Data:%.*s", uiLen,
+    kVelmApi.trace(1686_ln, "ZX_JNI_UsbWrite: Len:%u Data:%.*s", uiLen,
                        static_cast<int>(strnlen(text, uiLen)), text);
     int32_t written = ZX_OS_Write(static_cast<int32_t>(uiHandle), data, uiLen);
     if (written < 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1692, 1, static_cast<uint32_t>(written), uiHandle, uiOffset, uiLen);
+        kVelmApi.last_word(1692_ln, 1, static_cast<uint32_t>(written), uiHandle, uiOffset, uiLen);
         write_failed(buf, size, -1);
         return 0;
     }
@@ -352,14 +354,14 @@ extern "C" uint32_t ZX_JNI_UsbSetSerial(uint32_t uiHandle, uint32_t iRate, uint3
     const int fd = static_cast<int>(uiHandle);
     const Rate* rate = find_rate(iRate);
     if (!rate) {
-        ZX_PROC_DBG_LastWord_1(kFile, 1762, kSerialCode);
+        kVelmApi.last_word(1762_ln, kSerialCode);
         write_failed(buf, size, -1);
         return 0;
     }
     termios tio;
     int result = tcgetattr(fd, &tio);
     if (result != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1770, kSerialCode, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0, 0);
+        kVelmApi.last_word(1770_ln, kSerialCode, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0, 0);
         write_failed(buf, size, result);
         return 0;
     }
@@ -369,14 +371,14 @@ extern "C" uint32_t ZX_JNI_UsbSetSerial(uint32_t uiHandle, uint32_t iRate, uint3
     cfsetospeed(&tio, rate->speed);
     tio.c_cflag &= ~CSIZE;
     if (std::optional<Rejection> refused = apply_frame(tio, iRits, iStopBits, iParity)) {
-        ZX_PROC_DBG_LastWord(kFile, refused->line, 1, refused->value, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0,
+        kVelmApi.last_word(refused->line, 1, refused->value, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0,
                              0);
         write_failed(buf, size, -1);
         return 0;
     }
     apply_flow_and_raw(tio, iHwFlowCtl != 0, iSwFlowCtl != 0);
     if (tcsetattr(fd, TCSANOW, &tio) != 0) {
-        ZX_PROC_DBG_LastWord(kFile, 1898, 1, uiHandle, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0);
+        kVelmApi.last_word(1898_ln, 1, uiHandle, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0);
         write_failed(buf, size, -1);
         return 0;
     }

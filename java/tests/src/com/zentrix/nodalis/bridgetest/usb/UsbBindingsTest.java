@@ -63,7 +63,7 @@ class UsbBindingsTest {
 
     /** The line of the first call after the native's definition that contains {@code fragment}. */
     private static int line(String method, String fragment) throws IOException {
-        List<String> lines = Files.readAllLines(TestEnv.sourceDir().resolve("baseservice/usb_bindings.cpp"),
+        List<String> lines = Files.readAllLines(TestEnv.sourceDir().resolve("baseservice/baseservice_jni.cpp"),
                 StandardCharsets.UTF_8);
         int start = -1;
         for (int i = 0; i < lines.size(); i++) {
@@ -295,8 +295,8 @@ class UsbBindingsTest {
         assertNull(jni.usbRegister(null, 1));
         assertNull(jni.usbUnregister(""));
         assertEquals(List.of(
-                TraceRecord.lastWord1(FILE, line("usbRegister", "ZX_PROC_DBG_LastWord_1"), 1),
-                TraceRecord.lastWord1(FILE, line("usbUnregister", "ZX_PROC_DBG_LastWord_1"), 1)), records(mark, FILE));
+                TraceRecord.lastWord1(FILE, line("usbRegister", "last_word(__LINE__, 1)"), 1),
+                TraceRecord.lastWord1(FILE, line("usbUnregister", "last_word(__LINE__, 1)"), 1)), records(mark, FILE));
         assertTrue(ctl().received("usb_mngt").isEmpty(), "nothing reached usb_mngt");
     }
 
