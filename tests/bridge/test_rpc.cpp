@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "sim_process.h"
 #include "test_env.h"
 #include "zx_bridge.h"
@@ -82,11 +82,8 @@ std::vector<std::string> failure_records(const Wrapper& w, uint32_t status, uint
     return {};
 }
 
-std::string inject(const char* service, const char* fault, uint32_t value) {
-    char buf[256];
-    std::snprintf(buf, sizeof buf, R"({"op":"inject","service":"%s","msgId":%u,"fault":"%s","value":%u})", service,
-                  kMsgId, fault, value);
-    return buf;
+testing::AssertionResult inject(const SimProcess& sim, const char* service, const zxtest::Fault& fault) {
+    return sim.inject(service, kMsgId, fault);
 }
 
 json_object* member(json_object* obj, const char* key) {
@@ -132,7 +129,7 @@ TEST_P(RpcWrapper, SendsTheRequestWithItsHeaderTagAndTimeOut) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(0)));
 
     const uint8_t request[5] = {0x11, 0x22, 0x33, 0x44, 0x55};
     uint8_t reply[16] = {};
@@ -147,7 +144,7 @@ TEST_P(RpcWrapper, ReturnsAServiceStatusWithTheHighBitUnchangedAndRecordsIt) {
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
     const uint32_t status = 0xF7213003;  // a bundle manager's code: far above INT32_MAX
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", status)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(status)));
 
     const uint8_t request[3] = {0xAB, 0xCD, 0xEF};
     uint8_t reply[8] = {};
@@ -162,7 +159,7 @@ TEST_P(RpcWrapper, NullReplyGetsAFourByteRoomWhateverTheLengthSays) {
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
     const uint32_t status = 0x80000001;
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", status)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(status)));
 
     const uint8_t request[4] = {1, 2, 3, 4};
     EXPECT_EQ(w.fn(kMsgId, request, sizeof request, nullptr, 1000), status);
@@ -176,7 +173,7 @@ TEST_P(RpcWrapper, NullRequestOfLengthZero) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(0)));
 
     EXPECT_EQ(w.fn(kMsgId, nullptr, 0, nullptr, 0), 0u);
     // Only the USB device wrapper puts a zero word in place of a missing request.
@@ -189,7 +186,7 @@ TEST_P(RpcWrapper, NullRequestWithALengthIsPassedToThePlatformAsItIs) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(0)));
 
     uint8_t reply[4] = {};
     uint32_t status = w.fn(kMsgId, nullptr, 8, reply, sizeof reply);
@@ -215,7 +212,7 @@ TEST_P(RpcWrapper, ServiceThatDoesNotAnswerGivesThePlatformTimeOutStatus) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "noreply", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::noreply()));
 
     const uint8_t request[2] = {0x5A, 0xA5};
     uint8_t reply[32] = {};

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "sim_process.h"
 #include "test_env.h"
 #include "zx_velm_jni_api.h"
@@ -173,7 +173,7 @@ protected:
         ASSERT_TRUE(sim_.start());
     }
     testing::AssertionResult set_loid(const std::string& loid) {
-        return sim_.ctl_ok(R"({"op":"set","service":"app_m","state":{"loid":")" + loid + R"("}})");
+        return sim_.set_state("app_m", "loid", loid);
     }
 
     SimProcess sim_{{.services = {"app_m"}}};
@@ -222,10 +222,7 @@ TEST_F(Loid, EmptyLoidIsAnEmptyTextAndSuccess) {
 
 TEST_F(Loid, FailedCallIsMinusOneWithTheCallsCodeRecorded) {
     const uint32_t code = 0xF7213003;
-    char inject[160];
-    std::snprintf(inject, sizeof inject, R"({"op":"inject","service":"app_m","msgId":%u,"fault":"status","value":%u})",
-                  kGetLoid, code);
-    ASSERT_TRUE(sim_.ctl_ok(inject));
+    ASSERT_TRUE(sim_.inject("app_m", kGetLoid, zxtest::Fault::status(code)));
     Buffer buf(128);
     EXPECT_EQ(ZX_JNI_sysGetLoid(buf.data(), buf.size()), 0xFFFFFFFFu);
     EXPECT_TRUE(buf.untouched());

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "../bridge/bridge_test.h"
+#include "trace_lines.h"
 #include "test_env.h"
 #include "zx_host.h"
 #include "zx_platform.h"
