@@ -16,6 +16,7 @@ import java.nio.channels.Selector;
 import java.nio.channels.SocketChannel;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.util.HexFormat;
 
 /**
  * The simulator's control socket (&lt;bus dir&gt;/gatewaysim.ctl): one JSON request per line, one
@@ -106,6 +107,38 @@ public final class SimControl implements AutoCloseable {
 
     public void clearFaults() throws IOException {
         ok(op("inject_clear"));
+    }
+
+    /** The terminal path of a simulated USB device. */
+    public String usbDevicePath(int devId) throws IOException {
+        return ok(usbDevice("usb_device", devId)).get("path").getAsString();
+    }
+
+    /** The plug-in that holds a simulated USB device's lock, "" when it is not locked. */
+    public String usbLockedBy(int devId) throws IOException {
+        return ok(usbDevice("usb_device", devId)).get("lockedBy").getAsString();
+    }
+
+    /** The device side of a simulated USB device sends {@code bytes}. */
+    public void usbWrite(int devId, byte[] bytes) throws IOException {
+        JsonObject req = usbDevice("usb_write", devId);
+        req.addProperty("data", HexFormat.of().formatHex(bytes));
+        ok(req);
+    }
+
+    /** The next {@code count} bytes the device side received, waiting up to {@code waitMs}. */
+    public byte[] usbRead(int devId, int count, int waitMs) throws IOException {
+        JsonObject req = usbDevice("usb_read", devId);
+        req.addProperty("min", count);
+        req.addProperty("max", count);
+        req.addProperty("waitMs", waitMs);
+        return HexFormat.of().parseHex(ok(req).get("data").getAsString());
+    }
+
+    private static JsonObject usbDevice(String name, int devId) {
+        JsonObject req = op(name);
+        req.addProperty("device", devId);
+        return req;
     }
 
     private static JsonObject op(String name) {
