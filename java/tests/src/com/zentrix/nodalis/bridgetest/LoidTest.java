@@ -8,10 +8,10 @@ import com.google.gson.JsonArray;
 import com.google.gson.JsonElement;
 import com.google.gson.JsonObject;
 import com.google.gson.JsonPrimitive;
+import com.zentrix.nodalis.bridgetest.support.BusLinkTest;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
-import com.zentrix.nodalis.deviceservice.entity.JNINativeMethods;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import java.io.IOException;
 import java.util.ArrayList;
@@ -22,22 +22,16 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicInteger;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
 
 /** sysGetLoid from Java through the bridge to the simulated "app_m" and back. */
-class LoidTest {
+class LoidTest extends BusLinkTest {
     @RegisterExtension
     static final GatewayExtension gateway = new GatewayExtension();
 
     private final BaseServiceJNIMethods base = new BaseServiceJNIMethods();
     private final TraceFile trace = TraceFile.fromEnvironment();
-
-    @BeforeAll
-    static void startBusLink() {
-        assertEquals(0, new JNINativeMethods().startThread());
-    }
 
     private static SimControl ctl() {
         return gateway.ctl();

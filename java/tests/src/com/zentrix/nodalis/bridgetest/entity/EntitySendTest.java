@@ -8,6 +8,7 @@ import com.google.gson.JsonArray;
 import com.google.gson.JsonObject;
 import com.google.gson.JsonParser;
 import com.google.gson.JsonPrimitive;
+import com.zentrix.nodalis.bridgetest.support.BusLinkTest;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
@@ -24,12 +25,11 @@ import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.HexFormat;
 import java.util.List;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
 
 /** JNINativeMethods.send: every command from Java through the bridge to the simulated services. */
-class EntitySendTest {
+class EntitySendTest extends BusLinkTest {
     @RegisterExtension
     static final GatewayExtension gateway = new GatewayExtension();
 
@@ -57,11 +57,6 @@ class EntitySendTest {
 
     private final JNINativeMethods entity = new JNINativeMethods();
     private final TraceFile trace = TraceFile.fromEnvironment();
-
-    @BeforeAll
-    static void startBusLink() {
-        assertEquals(0, new JNINativeMethods().startThread());
-    }
 
     private static SimControl ctl() {
         return gateway.ctl();
