@@ -1,9 +1,12 @@
-// SimFixture: the frame of a test that runs the library against the simulated services.
+// The frames of the library's tests.
 //
-// Each test gets a private bus directory and gatewaysim serving it, trace capture, and at the end
-// the checks that no platform allocation (and, unless told otherwise, no shared block) was left
-// behind. What a service received is asserted as the exact sequence of requests since the last
-// look:
+// TracedFixture: a private bus directory, trace capture, and at the end the checks that no
+// platform allocation (and, unless told otherwise, no shared block) was left behind, with the
+// trace helpers of the unit under test. A test that serves the bus itself (a fake service in the
+// test process) builds on it.
+//
+// SimFixture: the same with gatewaysim serving the bus directory. What a service received is
+// asserted as the exact sequence of requests since the last look:
 //
 //     class TunnelTest : public zxtest::SimFixture {
 //     protected:
@@ -50,14 +53,12 @@ inline std::vector<zxhost::TraceRecord> at_line(const std::vector<zxhost::TraceR
     return out;
 }
 
-class SimFixture : public testing::Test {
+class TracedFixture : public testing::Test {
 protected:
     // `unit`: the trace file name of the unit under test (see the trace helpers below).
-    explicit SimFixture(std::string unit, SimProcess::Options options = {})
-        : sim_(std::move(options)), unit_(std::move(unit)) {}
+    explicit TracedFixture(std::string unit) : unit_(std::move(unit)) {}
 
     void SetUp() override {
-        ASSERT_TRUE(sim_.start());
         zxhost::trace_capture_start();
         allocBase_ = zxhost::alloc_outstanding();
     }
@@ -65,10 +66,64 @@ protected:
     void TearDown() override {
         zxhost::alloc_fail_clear();
         zxhost::trace_capture_stop();
-        EXPECT_EQ(zxhost::alloc_outstanding(), allocBase_) << "platform allocations left behind";
+        if (zxhost::alloc_outstanding() != allocBase_) {
+            std::string left;
+            for (const zxhost::AllocRecord& a : zxhost::alloc_list())
+                left += "  " + std::to_string(a.size) + " bytes at " + a.file + ":" + std::to_string(a.line) + "\n";
+            ADD_FAILURE() << "platform allocations left behind:\n" << left;
+        }
         if (expectNoBlocks_) {
             EXPECT_TRUE(zxhost::vdata_list().empty()) << "shared blocks left behind";
         }
+    }
+
+    std::vector<zxhost::TraceRecord> traces() { return zxhost::trace_capture_take(); }
+
+    // The unit's one short last word at a line, with its code.
+    void expect_last_word_1(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code) const {
+        auto found = at_line(records, zxhost::TraceRecord::LastWord1, line, unit_);
+        ASSERT_EQ(found.size(), 1u) << "last word at line " << line;
+        EXPECT_EQ(found[0].code, code) << "line " << line;
+    }
+
+    // The unit's one last word at a line, with its code and the first data words.
+    void expect_last_word(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code,
+                          std::vector<uint32_t> data) const {
+        auto found = at_line(records, zxhost::TraceRecord::LastWord, line, unit_);
+        ASSERT_EQ(found.size(), 1u) << "last word at line " << line;
+        EXPECT_EQ(found[0].code, code) << "line " << line;
+        for (size_t i = 0; i < data.size(); ++i) EXPECT_EQ(found[0].data[i], data[i]) << "line " << line << " word " << i;
+    }
+
+    // The unit's one trace at a line, with its level and text.
+    void expect_trace(const std::vector<zxhost::TraceRecord>& records, uint32_t level, uint32_t line,
+                      const std::string& text) const {
+        auto found = at_line(records, zxhost::TraceRecord::Trace, line, unit_);
+        ASSERT_EQ(found.size(), 1u) << "trace at line " << line;
+        EXPECT_EQ(found[0].level, level) << "line " << line;
+        EXPECT_EQ(found[0].text, text) << "line " << line;
+    }
+
+    // No last word at all: the calls went through cleanly.
+    static void expect_no_last_word(const std::vector<zxhost::TraceRecord>& records) {
+        for (const auto& r : records)
+            EXPECT_EQ(r.kind, zxhost::TraceRecord::Trace) << "unexpected last word at " << r.file << ":" << r.line;
+    }
+
+    ScopedBusDir bus_;
+    std::string unit_;
+    uint64_t allocBase_ = 0;
+    bool expectNoBlocks_ = true;  // a test whose call fails after the block was written clears it
+};
+
+class SimFixture : public TracedFixture {
+protected:
+    explicit SimFixture(std::string unit, SimProcess::Options options = {})
+        : TracedFixture(std::move(unit)), sim_(std::move(options)) {}
+
+    void SetUp() override {
+        ASSERT_TRUE(sim_.start());
+        TracedFixture::SetUp();
     }
 
     // What `service` received since the last look (then forgotten).
@@ -110,44 +165,7 @@ protected:
         }
     }
 
-    std::vector<zxhost::TraceRecord> traces() { return zxhost::trace_capture_take(); }
-
-    // The unit's one short last word at a line, with its code.
-    void expect_last_word_1(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code) const {
-        auto found = at_line(records, zxhost::TraceRecord::LastWord1, line, unit_);
-        ASSERT_EQ(found.size(), 1u) << "last word at line " << line;
-        EXPECT_EQ(found[0].code, code) << "line " << line;
-    }
-
-    // The unit's one last word at a line, with its code and the first data words.
-    void expect_last_word(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code,
-                          std::vector<uint32_t> data) const {
-        auto found = at_line(records, zxhost::TraceRecord::LastWord, line, unit_);
-        ASSERT_EQ(found.size(), 1u) << "last word at line " << line;
-        EXPECT_EQ(found[0].code, code) << "line " << line;
-        for (size_t i = 0; i < data.size(); ++i) EXPECT_EQ(found[0].data[i], data[i]) << "line " << line << " word " << i;
-    }
-
-    // The unit's one trace at a line, with its level and text.
-    void expect_trace(const std::vector<zxhost::TraceRecord>& records, uint32_t level, uint32_t line,
-                      const std::string& text) const {
-        auto found = at_line(records, zxhost::TraceRecord::Trace, line, unit_);
-        ASSERT_EQ(found.size(), 1u) << "trace at line " << line;
-        EXPECT_EQ(found[0].level, level) << "line " << line;
-        EXPECT_EQ(found[0].text, text) << "line " << line;
-    }
-
-    // No last word at all: the calls went through cleanly.
-    static void expect_no_last_word(const std::vector<zxhost::TraceRecord>& records) {
-        for (const auto& r : records)
-            EXPECT_EQ(r.kind, zxhost::TraceRecord::Trace) << "unexpected last word at " << r.file << ":" << r.line;
-    }
-
-    ScopedBusDir bus_;
     SimProcess sim_;
-    std::string unit_;
-    uint64_t allocBase_ = 0;
-    bool expectNoBlocks_ = true;  // a test whose call fails after the block was written clears it
 
 private:
     static bool same_requests(const std::vector<Received>& got, const std::vector<Sent>& expected) {
