@@ -11,6 +11,7 @@ import com.google.gson.JsonPrimitive;
 import com.zentrix.nodalis.bridgetest.support.BusLinkTest;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
+import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import java.io.IOException;
@@ -85,7 +86,7 @@ class LoidTest extends BusLinkTest {
 
     @Test
     void anErrorStatusFromAppMIsNull() throws Exception {
-        ctl().inject("app_m", LoidCalls.LOID_COMMAND, "status", 0xF7213003L, 1);
+        ctl().inject("app_m", LoidCalls.LOID_COMMAND, Fault.status(0xF7213003L, 1));
         long mark = trace.mark();
         assertNull(base.sysGetLoid());
         assertEquals(LoidCalls.failed(0xF7213003L), trace.since(mark));
@@ -143,7 +144,7 @@ class LoidTest extends BusLinkTest {
             // app_m holds each of the first eight calls for a while before it answers. All eight
             // arriving there while none has come back shows that the calls were in flight at
             // once, none queued behind another.
-            ctl().inject("app_m", LoidCalls.LOID_COMMAND, "delay", 5000, threads);
+            ctl().inject("app_m", LoidCalls.LOID_COMMAND, Fault.delay(5000, threads));
             CyclicBarrier start = new CyclicBarrier(threads);
             AtomicInteger answered = new AtomicInteger();
             List<Future<String>> held = new ArrayList<>();

@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 import com.google.gson.JsonArray;
 import com.zentrix.nodalis.bridgetest.support.BusLinkTest;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
+import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import org.junit.jupiter.api.Test;
@@ -26,7 +27,7 @@ class LoidTimeoutTest extends BusLinkTest {
 
     @Test
     void noAnswerFromAppMIsNull() throws Exception {
-        gateway.ctl().inject("app_m", LoidCalls.LOID_COMMAND, "noreply", 0, 1);
+        gateway.ctl().inject("app_m", LoidCalls.LOID_COMMAND, Fault.noReply(1));
         long mark = trace.mark();
         assertNull(base.sysGetLoid());
         assertEquals(LoidCalls.failed(ZX_MSG_ERR_TIMEOUT), trace.since(mark));

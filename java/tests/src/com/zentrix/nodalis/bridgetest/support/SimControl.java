@@ -92,16 +92,34 @@ public final class SimControl implements AutoCloseable {
     }
 
     /**
-     * Makes the next {@code times} calls of a command ("status" answers {@code value} as the status,
-     * "delay" answers late by {@code value} ms, "noreply" never answers); times 0 means every call.
+     * A fault injected into the calls of one command, for the next {@code times} calls (0: every
+     * call until the faults are cleared).
      */
-    public void inject(String service, long msgId, String fault, long value, int times) throws IOException {
+    public record Fault(String kind, long value, int times) {
+        /** The service answers {@code code} as its status. */
+        public static Fault status(long code, int times) {
+            return new Fault("status", code, times);
+        }
+
+        /** The service answers {@code ms} milliseconds late. */
+        public static Fault delay(long ms, int times) {
+            return new Fault("delay", ms, times);
+        }
+
+        /** The service never answers. */
+        public static Fault noReply(int times) {
+            return new Fault("noreply", 0, times);
+        }
+    }
+
+    /** Injects {@code fault} into the calls of {@code msgId} to {@code service}. */
+    public void inject(String service, long msgId, Fault fault) throws IOException {
         JsonObject req = op("inject");
         req.addProperty("service", service);
         req.addProperty("msgId", msgId);
-        req.addProperty("fault", fault);
-        req.addProperty("value", value);
-        req.addProperty("times", times);
+        req.addProperty("fault", fault.kind());
+        req.addProperty("value", fault.value());
+        req.addProperty("times", fault.times());
         ok(req);
     }
 

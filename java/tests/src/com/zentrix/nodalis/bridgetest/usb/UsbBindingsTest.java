@@ -9,6 +9,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
+import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
 import com.zentrix.nodalis.bridgetest.support.SourceLines;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
 import com.zentrix.nodalis.bridgetest.support.TraceFile.TraceRecord;
@@ -218,7 +219,7 @@ class UsbBindingsTest {
 
     @Test
     void failingOpenReturnsNullAndTracesAnEmptyLine() throws Exception {
-        ctl().inject("usb_mngt", USB_OPEN, "status", 0xF7F00002L, 1);
+        ctl().inject("usb_mngt", USB_OPEN, Fault.status(0xF7F00002L, 1));
         long mark = trace.mark();
         assertNull(jni.usbOpen(4));
         assertEquals(List.of(entry("usbOpen"), at("usbOpen", "iDevId", "\r\n iDevId = 4 \r\n"),
@@ -279,7 +280,7 @@ class UsbBindingsTest {
 
     @Test
     void unregisterAllReturnsTheServiceCode() throws Exception {
-        ctl().inject("usb_mngt", USB_UNREGISTER_ALL, "status", 0xF7F00002L, 1);
+        ctl().inject("usb_mngt", USB_UNREGISTER_ALL, Fault.status(0xF7F00002L, 1));
         assertEquals(0xF7F00002, jni.usbUnregisterAll());
         assertEquals(0, jni.usbUnregisterAll());
     }
