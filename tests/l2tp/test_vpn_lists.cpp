@@ -11,6 +11,7 @@ using zxtest::json_text;
 constexpr uint32_t kAdd = 0x48304182;
 constexpr uint32_t kDel = 0x48304183;
 constexpr uint32_t kStatus = 0x48304187;
+constexpr uint32_t kSetup = 0x48304180;
 
 const std::string kList = "10.0.0.0/8;192.168.5.1";
 const std::string kLns = "198.51.100.9";
@@ -232,7 +233,7 @@ TEST_F(VpnListTest, AFailedCallIsReturnedAndLeavesTheBlockToThePlatform) {
 TEST_F(VpnListTest, TunnelStatusIsAskedByName) {
     char name[64] = {};
     ASSERT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), kPass.c_str(), name), 0u);
-    take_received("tarn");
+    EXPECT_EQ(only_received("tarn").msgId, kSetup);
     uint32_t status = 77;
     EXPECT_EQ(ZX_TARN_GetTunnelStatusByName(name, &status), 0u);
     EXPECT_EQ(status, 1u);
@@ -241,7 +242,7 @@ TEST_F(VpnListTest, TunnelStatusIsAskedByName) {
     EXPECT_EQ(hex(rec.data), hex(z(name)));
     EXPECT_EQ(ZX_TARN_GetTunnelStatusByName("nosuch", &status), 0u);
     EXPECT_EQ(status, 0u);
-    take_received("tarn");
+    expect_received("tarn", {{kStatus, z("nosuch")}});
     EXPECT_EQ(ZX_TARN_GetTunnelStatusByName(name, nullptr), 1u);
     expect_last_word_1(traces(), 502, 1);
     inject_status("tarn", kStatus, 0xF7000042);
