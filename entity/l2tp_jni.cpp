@@ -111,18 +111,6 @@ extern "C" uint32_t JNIloadComLib(void) {
     return 0;
 }
 
-extern "C" uint32_t JNI_OsgiNextTag(void) {
-    // The mutex is set up by whichever thread comes first; that step itself is not guarded.
-    if (g_stJNIOsgiMid.uiMutexInit != 1) {
-        ZX_OS_MutexInit(&g_stJNIOsgiMid.stMutex);
-        g_stJNIOsgiMid.uiMutexInit = 1;
-    }
-    ZX_OS_MutexLock(&g_stJNIOsgiMid.stMutex);
-    uint32_t n = g_stJNIOsgiMid.uiCount++;
-    ZX_OS_MutexUnLock(&g_stJNIOsgiMid.stMutex);
-    return 281 + n % 6;
-}
-
 // ---------------------------------------------------------------------------------------------
 // The command dispatcher: each command reads its input from the Java side and calls one function
 // of the tunnel and device-information API.

@@ -11,7 +11,7 @@
  *     T <level> <file> <line> <flag> <text>
  *     L <file> <line> <code, 8 hex digits> <a> <b> <c> <d>      (data words in 8 hex digits)
  *     L1 <file> <line> <code, 8 hex digits>
- * A NULL file is written as "-". Tests can also capture records in-process (platform/zx_host.h).
+ * A NULL file is written as "-". Tests can also capture records in-process (platform/host/zx_host.h).
  */
 #ifndef ZX_DBG_H
 #define ZX_DBG_H

@@ -25,7 +25,7 @@ extern "C" {
 
 /* ---------------------------------------------------------------------------------------------
  * Tracing allocator. Every block is counted until it is freed; the host library can fail a
- * chosen allocation to drive callers' out-of-memory paths (see platform/zx_host.h).
+ * chosen allocation to drive callers' out-of-memory paths (see platform/host/zx_host.h).
  * ------------------------------------------------------------------------------------------- */
 
 /* Allocates size bytes (not cleared). line/file name the caller; flags and module are kept in the

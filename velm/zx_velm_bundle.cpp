@@ -6,8 +6,8 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "l2tp_jni.h"
 #include "scoped.h"
+#include "shared_state.h"
 #include "trace_unit.h"
 #include "zx_velm_jni_api.h"
 

@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "elf_symbols.h"
 #include "l2tp_jni.h"
 #include "test_env.h"

@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "sim_process.h"
 #include "test_env.h"
 #include "zx_bridge.h"
@@ -23,9 +23,6 @@
 
 namespace {
 
-using zxtest::json_int;
-using zxtest::json_text;
-using zxtest::JsonPtr;
 using zxtest::L;
 using zxtest::L1;
 using zxtest::SimProcess;
@@ -82,37 +79,34 @@ std::vector<std::string> failure_records(const Wrapper& w, uint32_t status, uint
     return {};
 }
 
-std::string inject(const char* service, const char* fault, uint32_t value) {
-    char buf[256];
-    std::snprintf(buf, sizeof buf, R"({"op":"inject","service":"%s","msgId":%u,"fault":"%s","value":%u})", service,
-                  kMsgId, fault, value);
-    return buf;
+testing::AssertionResult inject(const SimProcess& sim, const char* service, const zxtest::Fault& fault) {
+    return sim.inject(service, kMsgId, fault);
 }
 
-json_object* member(json_object* obj, const char* key) {
-    json_object* v = nullptr;
-    return json_object_object_get_ex(obj, key, &v) ? v : nullptr;
+// The requests `service` received, in order (a test failure when the simulator does not list them).
+std::vector<zxtest::Received> received(const SimProcess& sim, const char* service) {
+    std::optional<std::vector<zxtest::Received>> got = sim.received(service);
+    EXPECT_TRUE(got) << "the simulator did not list what " << service << " received";
+    return got.value_or(std::vector<zxtest::Received>{});
 }
 
 // The one call `service` received, checked field by field against what the wrapper must send.
 void expect_one_call(const SimProcess& sim, const Wrapper& w, uint32_t replyCap, const std::string& dataHex) {
-    JsonPtr records = sim.records(w.destination);
-    ASSERT_TRUE(records);
-    ASSERT_EQ(json_object_array_length(records.get()), 1u);
-    json_object* r = json_object_array_get_idx(records.get(), 0);
-    json_object* head = member(r, "head");
-    EXPECT_EQ(json_int(head, "srcWord"), 0);
-    EXPECT_EQ(json_text(head, "srcName"), ZX_MSG_GetCurProcName());
-    EXPECT_EQ(json_int(head, "midWord"), 0);
-    EXPECT_EQ(json_text(head, "dstName"), w.destination);
-    EXPECT_EQ(json_int(head, "tag"), w.tag);
-    EXPECT_EQ(json_text(head, "resv"), "0000000000000000");
-    EXPECT_EQ(json_int(r, "msgId"), kMsgId);
-    EXPECT_EQ(json_int(r, "mid"), 0);
-    EXPECT_FALSE(json_object_get_boolean(member(r, "oneWay")));
-    EXPECT_EQ(json_int(r, "timeoutMs"), w.timeoutMs);  // the unscaled value
-    EXPECT_EQ(json_int(r, "replyCap"), replyCap);
-    EXPECT_EQ(json_text(r, "data"), dataHex);
+    std::vector<zxtest::Received> got = received(sim, w.destination);
+    ASSERT_EQ(got.size(), 1u);
+    const zxtest::Received& r = got[0];
+    EXPECT_EQ(r.head.srcWord, 0u);
+    EXPECT_EQ(r.head.srcName, ZX_MSG_GetCurProcName());
+    EXPECT_EQ(r.head.midWord, 0u);
+    EXPECT_EQ(r.head.dstName, w.destination);
+    EXPECT_EQ(r.head.tag, w.tag);
+    EXPECT_EQ(zxtest::to_hex(r.head.resv), "0000000000000000");
+    EXPECT_EQ(r.msgId, kMsgId);
+    EXPECT_EQ(r.mid, 0u);
+    EXPECT_FALSE(r.oneWay);
+    EXPECT_EQ(r.timeoutMs, w.timeoutMs);  // the unscaled value
+    EXPECT_EQ(r.replyCap, replyCap);
+    EXPECT_EQ(zxtest::to_hex(r.data), dataHex);
 }
 
 class RpcWrapper : public testing::TestWithParam<Wrapper> {
@@ -132,7 +126,7 @@ TEST_P(RpcWrapper, SendsTheRequestWithItsHeaderTagAndTimeOut) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(0)));
 
     const uint8_t request[5] = {0x11, 0x22, 0x33, 0x44, 0x55};
     uint8_t reply[16] = {};
@@ -147,7 +141,7 @@ TEST_P(RpcWrapper, ReturnsAServiceStatusWithTheHighBitUnchangedAndRecordsIt) {
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
     const uint32_t status = 0xF7213003;  // a bundle manager's code: far above INT32_MAX
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", status)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(status)));
 
     const uint8_t request[3] = {0xAB, 0xCD, 0xEF};
     uint8_t reply[8] = {};
@@ -162,7 +156,7 @@ TEST_P(RpcWrapper, NullReplyGetsAFourByteRoomWhateverTheLengthSays) {
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
     const uint32_t status = 0x80000001;
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", status)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(status)));
 
     const uint8_t request[4] = {1, 2, 3, 4};
     EXPECT_EQ(w.fn(kMsgId, request, sizeof request, nullptr, 1000), status);
@@ -176,7 +170,7 @@ TEST_P(RpcWrapper, NullRequestOfLengthZero) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(0)));
 
     EXPECT_EQ(w.fn(kMsgId, nullptr, 0, nullptr, 0), 0u);
     // Only the USB device wrapper puts a zero word in place of a missing request.
@@ -189,7 +183,7 @@ TEST_P(RpcWrapper, NullRequestWithALengthIsPassedToThePlatformAsItIs) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "status", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::status(0)));
 
     uint8_t reply[4] = {};
     uint32_t status = w.fn(kMsgId, nullptr, 8, reply, sizeof reply);
@@ -200,9 +194,7 @@ TEST_P(RpcWrapper, NullRequestWithALengthIsPassedToThePlatformAsItIs) {
     } else {
         // The platform refuses the call before anything is sent.
         EXPECT_EQ(status, ZX_ERR_PARAM);
-        JsonPtr records = sim.records(w.destination);
-        ASSERT_TRUE(records);
-        EXPECT_EQ(json_object_array_length(records.get()), 0u);
+        EXPECT_TRUE(received(sim, w.destination).empty());
         EXPECT_EQ(take_records(), failure_records(w, ZX_ERR_PARAM, 8, sizeof reply));
     }
 }
@@ -215,7 +207,7 @@ TEST_P(RpcWrapper, ServiceThatDoesNotAnswerGivesThePlatformTimeOutStatus) {
     zxtest::ScopedBusDir bus;
     SimProcess sim(destination_only(w));
     ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.ctl_ok(inject(w.destination, "noreply", 0)));
+    ASSERT_TRUE(inject(sim, w.destination, zxtest::Fault::noreply()));
 
     const uint8_t request[2] = {0x5A, 0xA5};
     uint8_t reply[32] = {};

@@ -10,16 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "sim_process.h"
 #include "test_env.h"
 #include "zx_velm_jni_api.h"
 
 namespace {
 
-using zxtest::json_int;
-using zxtest::json_text;
-using zxtest::JsonPtr;
 using zxtest::L;
 using zxtest::L1;
 using zxtest::SimProcess;
@@ -173,7 +170,7 @@ protected:
         ASSERT_TRUE(sim_.start());
     }
     testing::AssertionResult set_loid(const std::string& loid) {
-        return sim_.ctl_ok(R"({"op":"set","service":"app_m","state":{"loid":")" + loid + R"("}})");
+        return sim_.set_state("app_m", "loid", loid);
     }
 
     SimProcess sim_{{.services = {"app_m"}}};
@@ -185,18 +182,16 @@ TEST_F(Loid, AsksTheConfigurationServiceAndCopiesItsText) {
     EXPECT_EQ(buf.text(), "ZXLOID0001");
     EXPECT_TRUE(take_records().empty());
 
-    JsonPtr records = sim_.records("app_m");
-    ASSERT_TRUE(records);
-    ASSERT_EQ(json_object_array_length(records.get()), 1u);
-    json_object* r = json_object_array_get_idx(records.get(), 0);
-    json_object* head = nullptr;
-    ASSERT_TRUE(json_object_object_get_ex(r, "head", &head));
-    EXPECT_EQ(json_text(head, "dstName"), "app_m");
-    EXPECT_EQ(json_int(head, "tag"), 249);
-    EXPECT_EQ(json_int(r, "msgId"), kGetLoid);
-    EXPECT_EQ(json_int(r, "timeoutMs"), 30000);
-    EXPECT_EQ(json_int(r, "replyCap"), 64);
-    EXPECT_EQ(json_text(r, "data"), "00000000");
+    std::optional<std::vector<zxtest::Received>> got = sim_.received("app_m");
+    ASSERT_TRUE(got);
+    ASSERT_EQ(got->size(), 1u);
+    const zxtest::Received& r = got->front();
+    EXPECT_EQ(r.head.dstName, "app_m");
+    EXPECT_EQ(r.head.tag, 249u);
+    EXPECT_EQ(r.msgId, kGetLoid);
+    EXPECT_EQ(r.timeoutMs, 30000u);
+    EXPECT_EQ(r.replyCap, 64u);
+    EXPECT_EQ(zxtest::to_hex(r.data), "00000000");
 }
 
 TEST_F(Loid, LoidOf63CharactersFitsA64ByteBufferAndNotOneByteLess) {
@@ -222,10 +217,7 @@ TEST_F(Loid, EmptyLoidIsAnEmptyTextAndSuccess) {
 
 TEST_F(Loid, FailedCallIsMinusOneWithTheCallsCodeRecorded) {
     const uint32_t code = 0xF7213003;
-    char inject[160];
-    std::snprintf(inject, sizeof inject, R"({"op":"inject","service":"app_m","msgId":%u,"fault":"status","value":%u})",
-                  kGetLoid, code);
-    ASSERT_TRUE(sim_.ctl_ok(inject));
+    ASSERT_TRUE(sim_.inject("app_m", kGetLoid, zxtest::Fault::status(code)));
     Buffer buf(128);
     EXPECT_EQ(ZX_JNI_sysGetLoid(buf.data(), buf.size()), 0xFFFFFFFFu);
     EXPECT_TRUE(buf.untouched());

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "test_env.h"
 #include "zx_bridge.h"
 #include "zx_host.h"

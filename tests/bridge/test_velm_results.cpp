@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "zx_velm_jni_api.h"
 
 namespace {

@@ -1,6 +1,7 @@
 // Shared frame of the bundle-management tests: a bundle manager "osgi_proxy" served inside the
 // test process that records every request and answers what the test tells it, a private root
-// directory for the operation log, trace capture and the check that nothing was left behind.
+// directory for the operation log, and zxtest::TracedFixture (bus directory, trace capture, the
+// check that nothing was left behind).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "../bridge/bridge_test.h"
+#include "sim_fixture.h"
 #include "test_env.h"
 #include "zx_host.h"
 #include "zx_platform.h"
@@ -83,24 +84,23 @@ inline std::string read_file(const std::string& path) {
     return out.str();
 }
 
-class BundleTest : public testing::Test {
+class BundleTest : public zxtest::TracedFixture {
 protected:
+    BundleTest() : TracedFixture(kVelm) {}
+
     void SetUp() override {
         zxtest::set_env("ZX_ROOT", root_.path().c_str());
         ASSERT_EQ(mkdir((root_.path() + "/var").c_str(), 0700), 0);
-        zxhost::trace_capture_start();
+        TracedFixture::SetUp();
     }
     void TearDown() override {
-        zxhost::alloc_fail_clear();
-        zxhost::trace_capture_stop();
+        TracedFixture::TearDown();
         zxtest::set_env("ZX_ROOT", nullptr);
-        EXPECT_TRUE(zxtest::nothing_left_behind());
     }
 
     std::string log_path() const { return root_.path() + "/var/pluginOpera.log"; }
     std::string log_text() const { return read_file(log_path()); }
 
-    zxtest::ScopedBusDir bus_;
     zxtest::ScopedTempDir root_{"zxbundle"};
 };
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "bundle_fixture.h"
-#include "l2tp_jni.h"
+#include "shared_state.h"
 #include "zx_velm_bundle.h"
 
 namespace {

@@ -28,33 +28,27 @@ const std::string kProfileMac = "00:1A:2B:3C:4D:5E";
 const std::string kProfileWan = "100.64.12.34";
 const std::string kProfilePppoe = "user001@isp";
 
-void expect_call(json_object* rec, const char* dst, uint32_t tag, uint32_t msgId, uint32_t replyCap,
+void expect_call(const Received& rec, const char* dst, uint32_t tag, uint32_t msgId, uint32_t replyCap,
                  const std::string& data) {
-    ASSERT_NE(rec, nullptr);
-    EXPECT_EQ(json_int(rec, "msgId"), msgId);
-    EXPECT_EQ(json_int(rec, "replyCap"), replyCap);
-    EXPECT_EQ(json_int(rec, "timeoutMs"), 5000);
-    EXPECT_EQ(json_text(member(rec, "head"), "dstName"), dst);
-    EXPECT_EQ(json_int(member(rec, "head"), "tag"), tag);
-    EXPECT_EQ(json_text(rec, "data"), hex(data));
+    EXPECT_EQ(rec.msgId, msgId);
+    EXPECT_EQ(rec.replyCap, replyCap);
+    EXPECT_EQ(rec.timeoutMs, 5000u);
+    EXPECT_EQ(rec.head.dstName, dst);
+    EXPECT_EQ(rec.head.tag, tag);
+    EXPECT_EQ(hex(rec.data), hex(data));
 }
 
-class DeviceInfoTest : public L2tpTest {
-protected:
-    void set_state(const char* service, const std::string& members) {
-        ASSERT_TRUE(sim_.ctl_ok(std::string(R"({"op":"set","service":")") + service + R"(","state":)" + members + "}"));
-    }
-};
+using DeviceInfoTest = L2tpTest;
 
 TEST_F(DeviceInfoTest, OntMacNeedsMoreThanTwelveBytes) {
     char out[64];
     std::memset(out, 'x', sizeof out);
     EXPECT_EQ(ZX_TARN_GetOntMac(out, 12), 257u);
     expect_last_word(traces(), 1130, 257, {12, 12, 0, 0});
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
     EXPECT_EQ(ZX_TARN_GetOntMac(out, 13), 0u);
-    JsonPtr rec = only_record("tarn");
-    expect_call(rec.get(), "tarn", 216, kOntMac, 13, word(13));
+    Received rec = only_received("tarn");
+    expect_call(rec, "tarn", 216, kOntMac, 13, word(13));
     EXPECT_EQ(std::string(out), kProfileMac.substr(0, 12));  // the service answered within 13 bytes
     traces();
     EXPECT_EQ(ZX_TARN_GetOntMac(out, sizeof out), 0u);
@@ -75,10 +69,10 @@ TEST_F(DeviceInfoTest, WanAddressNeedsMoreThanFifteenBytes) {
     expect_last_word(traces(), 1027, 257, {15, 15, 0, 0});
     EXPECT_EQ(ZX_TARN_GetInternetWanIp(nullptr, 16), 1u);
     expect_last_word_1(traces(), 1023, 1);
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
     EXPECT_EQ(ZX_TARN_GetInternetWanIp(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), kProfileWan);
-    expect_call(only_record("tarn").get(), "tarn", 216, kWanIp, 512, word(16));
+    expect_call(only_received("tarn"), "tarn", 216, kWanIp, 512, word(16));
     expect_trace(traces(), 216, 1040, kProfileWan + "[12] \r\n");
     inject_status("tarn", kWanIp, 0xF7002222);
     EXPECT_EQ(ZX_TARN_GetInternetWanIp(out, sizeof out), 0xF7002222u);
@@ -91,10 +85,10 @@ TEST_F(DeviceInfoTest, PppoeUserNameComesFromOffset128OfTheReply) {
     expect_last_word(traces(), 1054, 257, {63, 63, 0, 0});
     EXPECT_EQ(ZX_TARN_GetPppoeUserName(nullptr, 64), 1u);
     expect_last_word_1(traces(), 1050, 1);
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
     EXPECT_EQ(ZX_TARN_GetPppoeUserName(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), kProfilePppoe);
-    expect_call(only_record("tarn").get(), "tarn", 216, kPppoeUser, 192, word(64));
+    expect_call(only_received("tarn"), "tarn", 216, kPppoeUser, 192, word(64));
     inject_status("tarn", kPppoeUser, 0xF7003333);
     EXPECT_EQ(ZX_TARN_GetPppoeUserName(out, sizeof out), 0xF7003333u);
     expect_last_word_1(traces(), 1062, 0xF7003333);
@@ -106,7 +100,7 @@ TEST_F(DeviceInfoTest, PppoeNameAndWanAddressOfAConnection) {
     const std::string answer =
         R"({"Result":0, "PPPoEName":")" + kProfilePppoe + R"(" ,"WANIP":")" + kProfileWan + R"(" })";
     EXPECT_EQ(std::string(out), answer);
-    expect_call(only_record("app_m").get(), "app_m", 222, kAppmPppoeWan, 256, padded("INTERNET_PPPOE", 256));
+    expect_call(only_received("app_m"), "app_m", 222, kAppmPppoeWan, 256, padded("INTERNET_PPPOE", 256));
     auto t = traces();
     expect_trace(t, 216, 1101, answer + " \r\n");
     expect_no_last_word(t);
@@ -131,11 +125,11 @@ TEST_F(DeviceInfoTest, AFailedConnectionQueryStillAnswersFromTheRecord) {
 }
 
 TEST_F(DeviceInfoTest, WlanChannel) {
-    set_state("app_m", R"({"wlanChannel":11})");
+    ASSERT_TRUE(sim_.set_state("app_m", "wlanChannel", 11));
     char out[500] = {};
     EXPECT_EQ(ZX_TARN_getDeviceWLANChannel(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "11");
-    expect_call(only_record("app_m").get(), "app_m", 222, kAppmChannel, 4, word(0));
+    expect_call(only_received("app_m"), "app_m", 222, kAppmChannel, 4, word(0));
     expect_trace(traces(), 216, 1173, "Channel:[11] \r\n");
     inject_status("app_m", kAppmChannel, 0xF7005555);
     std::strcpy(out, "kept");
@@ -150,7 +144,7 @@ TEST_F(DeviceInfoTest, CloudAddressIsReadAtOffset305AndItsSizeCheckLooksAtOffset
     char out[500];
     EXPECT_EQ(ZX_TARN_getDeviceCloudAddress(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "192.168.100.10");
-    expect_call(only_record("app_m").get(), "app_m", 222, kAppmMgt, 2343, word(0));
+    expect_call(only_received("app_m"), "app_m", 222, kAppmMgt, 2343, word(0));
     // The text at offset 0 of the reply is empty, so a small buffer passes and gets a cut address.
     EXPECT_EQ(ZX_TARN_getDeviceCloudAddress(out, 5), 0u);
     EXPECT_EQ(std::string(out), "192.");
@@ -167,9 +161,9 @@ TEST_F(DeviceInfoTest, CloudAddressAndPortWithAnIpAddressThroughAppM) {
     char out[500];
     EXPECT_EQ(ZX_TARN_getDeviceCloudAddressAndPort(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "192.168.100.10:8443");
-    expect_call(only_record("app_m").get(), "app_m", 222, kAppmMgt, 2343, word(0));
-    EXPECT_EQ(count(take_records("tarn")), 0u);
-    EXPECT_EQ(count(take_records("cwmp")), 0u);
+    expect_call(only_received("app_m"), "app_m", 222, kAppmMgt, 2343, word(0));
+    expect_received("tarn", {});
+    expect_received("cwmp", {});
     auto t = traces();
     expect_trace(t, 217, 1438, "aucCurMgtUrl:192.168.100.10[port: 8443]\r\n");
     expect_no_last_word(t);
@@ -178,12 +172,13 @@ TEST_F(DeviceInfoTest, CloudAddressAndPortWithAnIpAddressThroughAppM) {
 }
 
 TEST_F(DeviceInfoTest, CloudAddressAndPortWithAHostNameAnswersTheFirstResolvedAddress) {
-    set_state("app_m", R"({"mgtAddress":"cloud.example.com","mgtPort":8443})");
-    set_state("tarn", R"({"dnsNames":{"cloud.example.com":["203.0.113.7","203.0.113.8"]}})");
+    ASSERT_TRUE(sim_.set_state("app_m", {{"mgtAddress", "cloud.example.com"}, {"mgtPort", 8443}}));
+    ASSERT_TRUE(sim_.set_state(
+        "tarn", "dnsNames", StateValue::object({{"cloud.example.com", StateValue::array({"203.0.113.7", "203.0.113.8"})}})));
     char out[500];
     EXPECT_EQ(ZX_TARN_getDeviceCloudAddressAndPort(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "203.0.113.7:8443");
-    expect_call(only_record("tarn").get(), "tarn", 216, kResolve, 260, padded("cloud.example.com", 256) + word(0));
+    expect_call(only_received("tarn"), "tarn", 216, kResolve, 260, padded("cloud.example.com", 256) + word(0));
     auto t = traces();
     expect_trace(t, 217, 1465, "IP: cloud.example.com, Num:2, uiIpAddr:0xcb007107, acIpAddr:203.0.113.7\r\n");
     inject_status("tarn", kResolve, 0xF7007777);
@@ -220,12 +215,12 @@ TEST_F(DeviceInfoTest, CloudAddressAndPortThroughCwmpWhenRemoteManagementIsOn) {
     zxhost::profile_reload();
     ASSERT_EQ(ZX_Feature_IsSupportByFeatureName("FT_CWMP_OPCO_RMS"), 1u);
 
-    set_state("cwmp", R"({"mgtAddress":"198.51.100.77","mgtPort":"7547"})");
+    ASSERT_TRUE(sim_.set_state("cwmp", {{"mgtAddress", "198.51.100.77"}, {"mgtPort", "7547"}}));
     char out[500];
     EXPECT_EQ(ZX_TARN_getDeviceCloudAddressAndPort(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "198.51.100.77:7547");
-    expect_call(only_record("cwmp").get(), "cwmp", 15, kCwmpMgt, 514, word(0));
-    EXPECT_EQ(count(take_records("app_m")), 0u);
+    expect_call(only_received("cwmp"), "cwmp", 15, kCwmpMgt, 514, word(0));
+    expect_received("app_m", {});
     expect_trace(traces(), 217, 1438, "aucCurMgtUrl:198.51.100.77[port: 7547]\r\n");
     inject_status("cwmp", kCwmpMgt, 0xF7009999);
     EXPECT_EQ(ZX_TARN_getDeviceCloudAddressAndPort(out, sizeof out), 0xF7009999u);
@@ -239,7 +234,7 @@ TEST_F(DeviceInfoTest, ADomainThatIsAnIpAddressIsAnsweredWithoutACall) {
     char out[500];
     EXPECT_EQ(ZX_TARN_getDnsAnalysis("10.0.0.1", out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "10.0.0.1");
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
     EXPECT_EQ(ZX_TARN_getDnsAnalysis("", out, sizeof out), 1u);
     expect_last_word_1(traces(), 1366, 1);
     EXPECT_EQ(ZX_TARN_getDnsAnalysis(nullptr, out, sizeof out), 1u);
@@ -250,7 +245,7 @@ TEST_F(DeviceInfoTest, AResolutionWithThreeAddressesJoinsThemWithCommas) {
     char out[500];
     EXPECT_EQ(ZX_TARN_getDnsAnalysis("three.example.com", out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "198.51.100.1,198.51.100.2,198.51.100.3");
-    expect_call(only_record("tarn").get(), "tarn", 216, kResolve, 260, padded("three.example.com", 256) + word(0));
+    expect_call(only_received("tarn"), "tarn", 216, kResolve, 260, padded("three.example.com", 256) + word(0));
     auto t = traces();
     expect_trace(t, 217, 1320, "uiIpAddr:0xc6336401, acIpAddr:198.51.100.1\r\n");
     auto others = at_line(t, TraceRecord::Trace, 1332);
@@ -277,9 +272,9 @@ TEST_F(DeviceInfoTest, AResolutionWithNoAddressGivesOne) {
 }
 
 TEST_F(DeviceInfoTest, TheServiceAnswersAtMost64Addresses) {
-    std::string addrs;
-    for (int i = 1; i <= 70; ++i) addrs += (i > 1 ? "," : "") + ("\"10.0.0." + std::to_string(i) + "\"");
-    set_state("tarn", R"({"dnsNames":{"many.example.com":[)" + addrs + "]}}");
+    std::vector<StateValue> addrs;
+    for (int i = 1; i <= 70; ++i) addrs.push_back("10.0.0." + std::to_string(i));
+    ASSERT_TRUE(sim_.set_state("tarn", "dnsNames", StateValue::object({{"many.example.com", StateValue::array(addrs)}})));
     char out[500];
     EXPECT_EQ(ZX_TARN_getDnsAnalysis("many.example.com", out, sizeof out), 0u);
     auto t = traces();
@@ -304,9 +299,9 @@ TEST_F(DeviceInfoTest, LanAddressOfBr0) {
 TEST_F(DeviceInfoTest, PhysicalInformationIsWrittenStraightIntoTheBuffer) {
     char out[500] = {};
     EXPECT_EQ(ZX_VELM_getDevicePhyInfo(out, sizeof out), 0u);
-    JsonPtr state = sim_.ctl(R"({"op":"state","service":"app_m"})");
-    EXPECT_EQ(std::string(out), json_text(member(state.get(), "state"), "phyInfo"));
-    expect_call(only_record("app_m").get(), "app_m", 222, kAppmPhy, 500, word(0));
+    JsonPtr state = sim_.state("app_m");
+    EXPECT_EQ(std::string(out), json_text(state.get(), "phyInfo"));
+    expect_call(only_received("app_m"), "app_m", 222, kAppmPhy, 500, word(0));
     inject_status("app_m", kAppmPhy, 0xF700BBBB);
     EXPECT_EQ(ZX_VELM_getDevicePhyInfo(out, sizeof out), 0xF700BBBBu);
     expect_last_word_1(traces(), 1480, 0xF700BBBB);

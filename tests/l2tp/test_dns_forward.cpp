@@ -18,19 +18,19 @@ const std::string kServer15 = "192.168.100.200";
 class DnsForwardTest : public L2tpTest {
 protected:
     void expect_block_call(uint32_t msgId, const std::string& payload) {
-        JsonPtr rec = only_record("tarn");
-        expect_tarn_call(rec.get(), msgId, 4);
-        json_object* decoded = member(rec.get(), "decoded");
+        Received rec = only_received("tarn");
+        expect_tarn_call(rec, msgId, 4);
+        json_object* decoded = rec.decoded.get();
         json_object* block = member(decoded, "block");
         uint32_t len = static_cast<uint32_t>(payload.size());
-        EXPECT_EQ(json_text(rec.get(), "data"),
+        EXPECT_EQ(hex(rec.data),
                   hex(word(static_cast<uint32_t>(json_int(block, "id"))) + word(len) + word(len)));
         EXPECT_EQ(json_text(decoded, "payload"), hex(payload));
     }
 
     json_object* state(JsonPtr& holder) {
-        holder = sim_.ctl(R"({"op":"state","service":"tarn"})");
-        return member(holder.get(), "state");
+        holder = sim_.state("tarn");
+        return holder.get();
     }
 };
 
@@ -58,12 +58,12 @@ TEST_F(DnsForwardTest, AddRefusesASixteenCharacterServerAndEmptyOrMissingData) {
     expect_last_word_1(traces(), 859, 1);
     EXPECT_EQ(ZX_TARN_AddDnsForward(kDomains.c_str(), 5, nullptr), 1u);
     expect_last_word_1(traces(), 859, 1);
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
 }
 
 TEST_F(DnsForwardTest, DeleteSendsTheDomainsAndRemovesTheRule) {
     ASSERT_EQ(ZX_TARN_AddDnsForward(kDomains.c_str(), 5, kServer15.c_str()), 0u);
-    take_records("tarn");
+    EXPECT_EQ(only_received("tarn").msgId, kAdd);
     traces();
     EXPECT_EQ(ZX_TARN_DelDnsForward(kDomains.c_str(), 5), 0u);
     expect_block_call(kDel, z(kDomains));
@@ -79,7 +79,7 @@ TEST_F(DnsForwardTest, DeleteRefusesEmptyOrMissingData) {
     expect_last_word(traces(), 927, 1, {0, 0, 0, 0});
     EXPECT_EQ(ZX_TARN_DelDnsForward(nullptr, 3), 1u);
     expect_last_word_1(traces(), 921, 1);
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
 }
 
 TEST_F(DnsForwardTest, APayloadThatCannotBeAllocatedGivesOne) {
@@ -89,7 +89,7 @@ TEST_F(DnsForwardTest, APayloadThatCannotBeAllocatedGivesOne) {
     zxhost::alloc_fail_at(kFile, 935);
     EXPECT_EQ(ZX_TARN_DelDnsForward(kDomains.c_str(), 5), 1u);
     expect_last_word(traces(), 938, 1, {6, 0, 0, 0});
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
 }
 
 TEST_F(DnsForwardTest, ABlockThatCannotBeWrittenIsRecordedAndNothingIsSent) {
@@ -99,7 +99,7 @@ TEST_F(DnsForwardTest, ABlockThatCannotBeWrittenIsRecordedAndNothingIsSent) {
     expect_last_word(traces(), 888, 0xF7108001, {3000 + 2 + 7, 0, 0, 0});
     EXPECT_EQ(ZX_TARN_DelDnsForward(data.c_str(), data.size()), 0xF7108001u);
     expect_last_word(traces(), 950, 0xF7108001, {3001, 0, 0, 0});
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
 }
 
 TEST_F(DnsForwardTest, AFailedCallIsRecordedAndReturned) {
@@ -115,13 +115,13 @@ TEST_F(DnsForwardTest, AFailedCallIsRecordedAndReturned) {
 }
 
 TEST_F(DnsForwardTest, TheStatisticIsThePerServerCount) {
-    ASSERT_TRUE(sim_.ctl_ok(R"({"op":"set","service":"tarn","state":{"dnsStatistic":{"8.8.8.8":42}}})"));
+    ASSERT_TRUE(sim_.set_state("tarn", "dnsStatistic", StateValue::object({{"8.8.8.8", 42}})));
     uint32_t n = 0;
     EXPECT_EQ(ZX_TARN_GetDnsForwardStatistic("8.8.8.8", &n), 0u);
     EXPECT_EQ(n, 42u);
-    JsonPtr rec = only_record("tarn");
-    expect_tarn_call(rec.get(), kStat, 4);
-    EXPECT_EQ(json_text(rec.get(), "data"), hex(z("8.8.8.8")));
+    Received rec = only_received("tarn");
+    expect_tarn_call(rec, kStat, 4);
+    EXPECT_EQ(hex(rec.data), hex(z("8.8.8.8")));
     auto t = traces();
     expect_trace(t, 217, 987, "8.8.8.8[7]\r\n");
     expect_no_last_word(t);
@@ -137,7 +137,7 @@ TEST_F(DnsForwardTest, TheCountKeepsItsValueAfterAnyFailure) {
     EXPECT_EQ(ZX_TARN_GetDnsForwardStatistic(s256.c_str(), &n), 1u);
     expect_last_word(traces(), 991, 1, {256, 0, 0, 0});
     EXPECT_EQ(n, 99u);
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
     EXPECT_EQ(ZX_TARN_GetDnsForwardStatistic(nullptr, &n), 1u);
     expect_last_word_1(traces(), 983, 1);
     EXPECT_EQ(ZX_TARN_GetDnsForwardStatistic("8.8.8.8", nullptr), 1u);

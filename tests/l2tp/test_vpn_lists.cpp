@@ -11,6 +11,7 @@ using zxtest::json_text;
 constexpr uint32_t kAdd = 0x48304182;
 constexpr uint32_t kDel = 0x48304183;
 constexpr uint32_t kStatus = 0x48304187;
+constexpr uint32_t kSetup = 0x48304180;
 
 const std::string kList = "10.0.0.0/8;192.168.5.1";
 const std::string kLns = "198.51.100.9";
@@ -29,9 +30,9 @@ protected:
     // Checks the one call "tarn" received: the 12-byte block record as request, a 4-byte reply,
     // and the payload the service read from the block.
     void expect_list_call(uint32_t msgId, const std::string& expected, bool compressed) {
-        JsonPtr rec = only_record("tarn");
-        expect_tarn_call(rec.get(), msgId, 4);
-        json_object* decoded = member(rec.get(), "decoded");
+        Received rec = only_received("tarn");
+        expect_tarn_call(rec, msgId, 4);
+        json_object* decoded = rec.decoded.get();
         json_object* block = member(decoded, "block");
         uint32_t id = static_cast<uint32_t>(json_int(block, "id"));
         uint32_t stored = static_cast<uint32_t>(json_int(block, "storedLen"));
@@ -40,12 +41,12 @@ protected:
         if (!compressed) {
             EXPECT_EQ(stored, expected.size());
         }
-        EXPECT_EQ(json_text(rec.get(), "data"),
+        EXPECT_EQ(hex(rec.data),
                   hex(word(id) + word(static_cast<uint32_t>(expected.size())) + word(stored)));
         EXPECT_EQ(json_text(decoded, "payload"), hex(expected));
     }
 
-    void expect_no_call() { EXPECT_EQ(count(take_records("tarn")), 0u); }
+    void expect_no_call() { expect_received("tarn", {}); }
 };
 
 TEST_F(VpnListTest, AddingADestinationListSendsItsPayloadInABlock) {
@@ -60,8 +61,8 @@ TEST_F(VpnListTest, AddingADestinationListSendsItsPayloadInABlock) {
     EXPECT_EQ(stored[0].text.rfind("\r\n uiOriginalLen[53] uiCompressedLen[53] uivDataID[", 0), 0u) << stored[0].text;
     expect_no_last_word(t);
 
-    JsonPtr state = sim_.ctl(R"({"op":"state","service":"tarn"})");
-    json_object* lists = member(member(state.get(), "state"), "vpnAddressLists");
+    JsonPtr state = sim_.state("tarn");
+    json_object* lists = member(state.get(), "vpnAddressLists");
     ASSERT_EQ(json_object_array_length(lists), 1u);
     json_object* entry = json_object_array_get_idx(lists, 0);
     EXPECT_EQ(json_text(entry, "kind"), "dest");
@@ -83,8 +84,8 @@ TEST_F(VpnListTest, AddAndDeleteIdsForBothListKindsTheKindWordTellsThemApart) {
                                             "t1"),
               0u);
     expect_list_call(kAdd, payload(kList, 1, "t1", 4), false);
-    JsonPtr state = sim_.ctl(R"({"op":"state","service":"tarn"})");
-    json_object* lists = member(member(state.get(), "state"), "vpnAddressLists");
+    JsonPtr state = sim_.state("tarn");
+    json_object* lists = member(state.get(), "vpnAddressLists");
     ASSERT_EQ(json_object_array_length(lists), 1u);  // the destination list was deleted again
     EXPECT_EQ(json_text(json_object_array_get_idx(lists, 0), "kind"), "src");
     EXPECT_EQ(ZX_TARN_DelVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
@@ -97,8 +98,8 @@ TEST_F(VpnListTest, AddAndDeleteIdsForBothListKindsTheKindWordTellsThemApart) {
     for (const auto& r : src) EXPECT_EQ(r.text, "addrList[" + kList + "] Len[22] ip[" + kLns + "]  TunnelName[t1]\r\n");
     EXPECT_EQ(at_line(t, TraceRecord::Trace, 414).size(), 2u);
     expect_no_last_word(t);
-    state = sim_.ctl(R"({"op":"state","service":"tarn"})");
-    EXPECT_EQ(json_object_array_length(member(member(state.get(), "state"), "vpnAddressLists")), 0u);
+    state = sim_.state("tarn");
+    EXPECT_EQ(json_object_array_length(member(state.get(), "vpnAddressLists")), 0u);
 }
 
 TEST_F(VpnListTest, ALongListIsCompressedAndTheTwoLengthsDiffer) {
@@ -158,8 +159,8 @@ TEST_F(VpnListTest, ServerAddressUpTo255AndCredentialsUpTo63Characters) {
     EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), lns255.c_str(), kUser.c_str(),
                                              pass63.c_str(), nullptr),
               0u);
-    JsonPtr rec = only_record("tarn");
-    EXPECT_EQ(json_text(member(rec.get(), "decoded"), "payload"),
+    Received rec = only_received("tarn");
+    EXPECT_EQ(json_text(rec.decoded.get(), "payload"),
               hex(z(kList) + z(lns255) + z(kUser) + z(pass63) + word(0)));
     traces();
 
@@ -232,16 +233,16 @@ TEST_F(VpnListTest, AFailedCallIsReturnedAndLeavesTheBlockToThePlatform) {
 TEST_F(VpnListTest, TunnelStatusIsAskedByName) {
     char name[64] = {};
     ASSERT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), kPass.c_str(), name), 0u);
-    take_records("tarn");
+    EXPECT_EQ(only_received("tarn").msgId, kSetup);
     uint32_t status = 77;
     EXPECT_EQ(ZX_TARN_GetTunnelStatusByName(name, &status), 0u);
     EXPECT_EQ(status, 1u);
-    JsonPtr rec = only_record("tarn");
-    expect_tarn_call(rec.get(), kStatus, 4);
-    EXPECT_EQ(json_text(rec.get(), "data"), hex(z(name)));
+    Received rec = only_received("tarn");
+    expect_tarn_call(rec, kStatus, 4);
+    EXPECT_EQ(hex(rec.data), hex(z(name)));
     EXPECT_EQ(ZX_TARN_GetTunnelStatusByName("nosuch", &status), 0u);
     EXPECT_EQ(status, 0u);
-    take_records("tarn");
+    expect_received("tarn", {{kStatus, z("nosuch")}});
     EXPECT_EQ(ZX_TARN_GetTunnelStatusByName(name, nullptr), 1u);
     expect_last_word_1(traces(), 502, 1);
     inject_status("tarn", kStatus, 0xF7000042);

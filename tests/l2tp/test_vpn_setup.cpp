@@ -28,8 +28,8 @@ std::string tunnel_request(const std::string& lns, const std::string& user, cons
 }
 
 json_object* tarn_state(const zxtest::SimProcess& sim, JsonPtr& holder) {
-    holder = sim.ctl(R"({"op":"state","service":"tarn"})");
-    return member(holder.get(), "state");
+    holder = sim.state("tarn");
+    return holder.get();
 }
 
 using VpnSetupTest = L2tpTest;
@@ -39,9 +39,9 @@ TEST_F(VpnSetupTest, SetupSendsTheTunnelRecordAndHandsBackTheTunnelName) {
     std::memset(name, 'x', sizeof name);
     EXPECT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), kPass.c_str(), name), 0u);
     EXPECT_STREQ(name, "l2tp1");
-    JsonPtr rec = only_record("tarn");
-    expect_tarn_call(rec.get(), kSetup, 64);
-    EXPECT_EQ(json_text(rec.get(), "data"), hex(tunnel_request(kLns, kUser, kPass, "", 1701)));
+    Received rec = only_received("tarn");
+    expect_tarn_call(rec, kSetup, 64);
+    EXPECT_EQ(hex(rec.data), hex(tunnel_request(kLns, kUser, kPass, "", 1701)));
     auto t = traces();
     expect_trace(t, 216, 717, "ip[" + kLns + "]\r\n");
     expect_no_last_word(t);
@@ -55,15 +55,15 @@ TEST_F(VpnSetupTest, SetupSendsTheTunnelRecordAndHandsBackTheTunnelName) {
 
     // Without an output area the name is not handed back, the tunnel is still made.
     EXPECT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 65535, kUser.c_str(), kPass.c_str(), nullptr), 0u);
-    rec = only_record("tarn");
-    EXPECT_EQ(json_text(rec.get(), "data"), hex(tunnel_request(kLns, kUser, kPass, "", 65535)));
+    rec = only_received("tarn");
+    EXPECT_EQ(hex(rec.data), hex(tunnel_request(kLns, kUser, kPass, "", 65535)));
 }
 
 TEST_F(VpnSetupTest, SetupTakesA255CharacterAddressAndRefuses256WithATrace) {
     std::string lns255(255, 'a'), lns256(256, 'a');
     EXPECT_EQ(ZX_TARN_SetupVpn(lns255.c_str(), 1701, kUser.c_str(), kPass.c_str(), nullptr), 0u);
-    JsonPtr rec = only_record("tarn");
-    EXPECT_EQ(json_text(rec.get(), "data"), hex(tunnel_request(lns255, kUser, kPass, "", 1701)));
+    Received rec = only_received("tarn");
+    EXPECT_EQ(hex(rec.data), hex(tunnel_request(lns255, kUser, kPass, "", 1701)));
     traces();
 
     EXPECT_EQ(ZX_TARN_SetupVpn(lns256.c_str(), 1701, kUser.c_str(), kPass.c_str(), nullptr), 1u);
@@ -75,13 +75,13 @@ TEST_F(VpnSetupTest, SetupTakesA255CharacterAddressAndRefuses256WithATrace) {
     std::string pass64(64, 'p');
     EXPECT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), pass64.c_str(), nullptr), 1u);
     EXPECT_EQ(at_line(traces(), TraceRecord::Trace, 727).size(), 1u);
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
 }
 
 TEST_F(VpnSetupTest, SetupWithAMissingArgumentOrAFailedCall) {
     EXPECT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), nullptr, nullptr), 1u);
     expect_last_word_1(traces(), 715, 1);
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
     inject_status("tarn", kSetup, 0xF7000123);
     char name[64] = "untouched";
     EXPECT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), kPass.c_str(), name), 0xF7000123u);
@@ -92,12 +92,12 @@ TEST_F(VpnSetupTest, SetupWithAMissingArgumentOrAFailedCall) {
 TEST_F(VpnSetupTest, TearDownWithOnlyATunnelNameRemovesThatTunnel) {
     char name[64] = {};
     ASSERT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), kPass.c_str(), name), 0u);
-    take_records("tarn");
+    expect_received("tarn", {{kSetup, tunnel_request(kLns, kUser, kPass, "", 1701)}});
     traces();
     EXPECT_EQ(ZX_TARN_DisconnectVpn(nullptr, nullptr, nullptr, name), 0u);
-    JsonPtr rec = only_record("tarn");
-    expect_tarn_call(rec.get(), kTeardown, 4);
-    EXPECT_EQ(json_text(rec.get(), "data"), hex(tunnel_request("", "", "", name, 0)));
+    Received rec = only_received("tarn");
+    expect_tarn_call(rec, kTeardown, 4);
+    EXPECT_EQ(hex(rec.data), hex(tunnel_request("", "", "", name, 0)));
     auto t = traces();
     expect_trace(t, 216, 780, std::string("ip[(null)] tunnel[") + name + "]\r\n");
     expect_no_last_word(t);
@@ -107,11 +107,11 @@ TEST_F(VpnSetupTest, TearDownWithOnlyATunnelNameRemovesThatTunnel) {
 
 TEST_F(VpnSetupTest, TearDownByServerAndUserSendsThemWithoutATunnelName) {
     ASSERT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), kPass.c_str(), nullptr), 0u);
-    take_records("tarn");
+    expect_received("tarn", {{kSetup, tunnel_request(kLns, kUser, kPass, "", 1701)}});
     traces();
     EXPECT_EQ(ZX_TARN_DisconnectVpn(kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr), 0u);
-    JsonPtr rec = only_record("tarn");
-    EXPECT_EQ(json_text(rec.get(), "data"), hex(tunnel_request(kLns, kUser, kPass, "", 0)));
+    Received rec = only_received("tarn");
+    EXPECT_EQ(hex(rec.data), hex(tunnel_request(kLns, kUser, kPass, "", 0)));
     expect_trace(traces(), 216, 780, "ip[" + kLns + "] tunnel[na.]\r\n");
     JsonPtr holder;
     EXPECT_EQ(json_object_array_length(member(tarn_state(sim_, holder), "tunnels")), 0u);
@@ -127,7 +127,7 @@ TEST_F(VpnSetupTest, TearDownNamesTheOverLongField) {
     expect_trace(traces(), 216, 812, "PppPass[" + s64 + "] length is invilid! \r\n");
     EXPECT_EQ(ZX_TARN_DisconnectVpn(nullptr, nullptr, nullptr, s64.c_str()), 1u);
     expect_trace(traces(), 216, 824, "pacTunnelName[" + s64 + "] length is invilid! \r\n");
-    EXPECT_EQ(count(take_records("tarn")), 0u);
+    expect_received("tarn", {});
     inject_status("tarn", kTeardown, 0xF7000321);
     EXPECT_EQ(ZX_TARN_DisconnectVpn(nullptr, nullptr, nullptr, "t1"), 0xF7000321u);
     expect_last_word_1(traces(), 832, 0xF7000321);
@@ -137,28 +137,28 @@ class TrafficTest : public L2tpTest {
 protected:
     // Checks the notice "app_m" received and the request "tarn" received for one change.
     void expect_change(uint32_t msgId, uint8_t addFlag) {
-        JsonPtr notices = wait_records("app_m", 1);
-        ASSERT_EQ(count(notices), 1u);
-        json_object* notice = json_object_array_get_idx(notices.get(), 0);
-        EXPECT_EQ(json_int(notice, "msgId"), kNotice);
-        EXPECT_TRUE(json_object_get_boolean(member(notice, "oneWay")));
-        json_object* nd = member(notice, "decoded");
+        std::vector<Received> notices = wait_received("app_m", 1);
+        ASSERT_EQ(notices.size(), 1u);
+        const Received& notice = notices[0];
+        EXPECT_EQ(notice.msgId, kNotice);
+        EXPECT_TRUE(notice.oneWay);
+        json_object* nd = notice.decoded.get();
         json_object* nblock = member(nd, "block");
         std::string noticePayload = std::string(1, static_cast<char>(addFlag)) + padded(kBundle, 128) + z(kList);
         EXPECT_EQ(json_int(nblock, "originalLen"), static_cast<int64_t>(noticePayload.size()));
-        EXPECT_EQ(json_text(notice, "data"),
+        EXPECT_EQ(hex(notice.data),
                   hex(word(static_cast<uint32_t>(json_int(nblock, "id"))) +
                       word(static_cast<uint32_t>(noticePayload.size())) +
                       word(static_cast<uint32_t>(noticePayload.size())) + word(1)));
         EXPECT_EQ(json_text(nd, "payload"), hex(noticePayload));
         EXPECT_EQ(json_int(nd, "add"), addFlag);
 
-        JsonPtr rec = only_record("tarn");
-        expect_tarn_call(rec.get(), msgId, 4);
-        json_object* td = member(rec.get(), "decoded");
+        Received rec = only_received("tarn");
+        expect_tarn_call(rec, msgId, 4);
+        json_object* td = rec.decoded.get();
         json_object* tblock = member(td, "block");
         uint32_t len = static_cast<uint32_t>(kList.size() + 1);
-        EXPECT_EQ(json_text(rec.get(), "data"),
+        EXPECT_EQ(hex(rec.data),
                   hex(word(static_cast<uint32_t>(json_int(tblock, "id"))) + word(len) + word(len) +
                       padded(kBundle, 256)));
         EXPECT_EQ(json_text(td, "payload"), hex(z(kList)));
@@ -192,8 +192,8 @@ TEST_F(TrafficTest, AddTellsAppMAndSendsTheListToTarn) {
 
 TEST_F(TrafficTest, DeleteSendsItsOwnIdAndANoticeWhoseFirstByteIsZero) {
     ASSERT_EQ(ZX_TARN_AddTrafficMonitoringDestAddr(kList.c_str(), kList.size(), kBundle.c_str(), kBundle.size()), 0u);
-    wait_records("app_m", 1);
-    take_records("tarn");
+    wait_received("app_m", 1);
+    EXPECT_EQ(only_received("tarn").msgId, kTrafficAdd);
     traces();
     EXPECT_EQ(ZX_TARN_DelTrafficMonitoringDestAddr(kList.c_str(), kList.size(), kBundle.c_str(), kBundle.size()), 0u);
     expect_change(kTrafficDel, 0);
@@ -217,8 +217,8 @@ TEST_F(TrafficTest, BadArgumentsAreRefusedBeforeAnythingIsSent) {
                      {static_cast<uint32_t>(kList.size() + 1), static_cast<uint32_t>(kList.size()),
                       static_cast<uint32_t>(kBundle.size()), static_cast<uint32_t>(kBundle.size())});
     EXPECT_EQ(at_line(t, TraceRecord::Trace, 612).size(), 1u);  // traced before the length check
-    EXPECT_EQ(count(take_records("tarn")), 0u);
-    EXPECT_EQ(count(take_records("app_m")), 0u);
+    expect_received("tarn", {});
+    expect_received("app_m", {});
 }
 
 TEST_F(TrafficTest, ANoticeThatCannotBeBuiltDoesNotStopTheChange) {
@@ -226,9 +226,9 @@ TEST_F(TrafficTest, ANoticeThatCannotBeBuiltDoesNotStopTheChange) {
     EXPECT_EQ(ZX_TARN_AddTrafficMonitoringDestAddr(kList.c_str(), kList.size(), kBundle.c_str(), kBundle.size()), 0u);
     uint32_t size = static_cast<uint32_t>(kList.size() + 130);
     expect_last_word(traces(), 545, 0xF7108001, {size, static_cast<uint32_t>(kList.size()), 0, 0});
-    JsonPtr rec = only_record("tarn");
-    expect_tarn_call(rec.get(), kTrafficAdd, 4);
-    EXPECT_EQ(count(take_records("app_m")), 0u);
+    Received rec = only_received("tarn");
+    expect_tarn_call(rec, kTrafficAdd, 4);
+    expect_received("app_m", {});
 }
 
 TEST_F(TrafficTest, BlocksThatCannotBeWrittenAreRecorded) {
@@ -241,15 +241,15 @@ TEST_F(TrafficTest, BlocksThatCannotBeWrittenAreRecorded) {
     auto t = traces();
     expect_last_word_1(t, 569, 0xF7108001);
     expect_last_word(t, 634, 0xF7108001, {3001, 0, 0, 0});
-    EXPECT_EQ(count(take_records("tarn")), 0u);
-    EXPECT_EQ(count(take_records("app_m")), 0u);
+    expect_received("tarn", {});
+    expect_received("app_m", {});
 }
 
 TEST_F(TrafficTest, AFailedCallAtTarnIsReturned) {
     inject_status("tarn", kTrafficAdd, 0xF7000777);
     EXPECT_EQ(ZX_TARN_AddTrafficMonitoringDestAddr(kList.c_str(), kList.size(), kBundle.c_str(), kBundle.size()),
               0xF7000777u);
-    wait_records("app_m", 1);  // the notice went out and app_m freed its block
+    wait_received("app_m", 1);  // the notice went out and app_m freed its block
     expect_last_word_1(traces(), 640, 0xF7000777);
     // tarn failed before reading its block: that one stays with the platform.
     EXPECT_EQ(zxhost::vdata_list().size(), 1u);

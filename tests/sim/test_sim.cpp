@@ -75,16 +75,8 @@ size_t count(const JsonPtr& array) { return array ? json_object_array_length(arr
 
 json_object* at(const JsonPtr& array, size_t i) { return json_object_array_get_idx(array.get(), i); }
 
-std::string inject(const char* service, uint32_t msgId, const char* fault, uint32_t value, uint32_t times) {
-    char buf[256];
-    std::snprintf(buf, sizeof buf,
-                  R"({"op":"inject","service":"%s","msgId":%u,"fault":"%s","value":%u,"times":%u})", service, msgId,
-                  fault, value, times);
-    return buf;
-}
-
-std::string set_loid(const std::string& loid) {
-    return R"({"op":"set","service":"app_m","state":{"loid":")" + loid + R"("}})";
+testing::AssertionResult set_loid(const SimProcess& sim, const std::string& loid) {
+    return sim.set_state("app_m", "loid", loid);
 }
 
 bool is_socket(const std::string& path) {
@@ -158,18 +150,16 @@ TEST(SimLoid, SetStateChangesTheAnswerAndKeepsOtherMembers) {
     ASSERT_TRUE(sim.start());
     EXPECT_EQ(call_loid().text, kProfileLoid);
 
-    ASSERT_TRUE(sim.ctl_ok(set_loid("LOID-NEW-42")));
+    ASSERT_TRUE(set_loid(sim, "LOID-NEW-42"));
     LoidAnswer a = call_loid();
     EXPECT_EQ(a.status, ZX_OK);
     EXPECT_EQ(a.text, "LOID-NEW-42");
 
     // set merges top-level members: the LOID stays when another member is set.
-    JsonPtr answer;
-    ASSERT_TRUE(sim.ctl_ok(R"({"op":"set","service":"app_m","state":{"region":"eu"}})"));
-    ASSERT_TRUE(sim.ctl_ok(R"({"op":"state","service":"app_m"})", &answer));
-    json_object* state = member(answer.get(), "state");
-    EXPECT_EQ(json_text(state, "loid"), "LOID-NEW-42");
-    EXPECT_EQ(json_text(state, "region"), "eu");
+    ASSERT_TRUE(sim.set_state("app_m", "region", "eu"));
+    JsonPtr state = sim.state("app_m");
+    EXPECT_EQ(json_text(state.get(), "loid"), "LOID-NEW-42");
+    EXPECT_EQ(json_text(state.get(), "region"), "eu");
     EXPECT_EQ(call_loid().text, "LOID-NEW-42");
 }
 
@@ -179,10 +169,10 @@ TEST(SimLoid, TextIsCutToTheCallersReplyRoomAndStaysTerminated) {
     ASSERT_TRUE(sim.start());
 
     const std::string loid63(63, 'L');
-    ASSERT_TRUE(sim.ctl_ok(set_loid(loid63)));
+    ASSERT_TRUE(set_loid(sim, loid63));
     EXPECT_EQ(call_loid().text, loid63);
 
-    ASSERT_TRUE(sim.ctl_ok(set_loid(std::string(80, 'M'))));
+    ASSERT_TRUE(set_loid(sim, std::string(80, 'M')));
     ZX_MSG_HEAD_S head = make_head("app_m");
     uint32_t word = 0;
     char reply[8];
@@ -190,7 +180,7 @@ TEST(SimLoid, TextIsCutToTheCallersReplyRoomAndStaysTerminated) {
     ASSERT_EQ(ZX_MSG_RpcCall(&head, kGetLoid, 0, &word, sizeof word, reply, sizeof reply, 30000), ZX_OK);
     EXPECT_EQ(std::memcmp(reply, "MMMMMMM\0", 8), 0);
 
-    ASSERT_TRUE(sim.ctl_ok(set_loid("")));
+    ASSERT_TRUE(set_loid(sim, ""));
     LoidAnswer empty = call_loid();
     EXPECT_EQ(empty.status, ZX_OK);
     EXPECT_EQ(empty.text, "");
@@ -216,7 +206,7 @@ TEST(SimFaults, InjectedStatusPassesThroughUnchanged) {
     ASSERT_TRUE(sim.start());
     for (uint32_t status : {0x80000001u, 0xF7213003u, 0xFFFFFFFFu, 0x00000001u}) {
         SCOPED_TRACE(status);
-        ASSERT_TRUE(sim.ctl_ok(inject("app_m", kGetLoid, "status", status, 1)));
+        ASSERT_TRUE(sim.inject("app_m", kGetLoid, zxtest::Fault::status(status, 1)));
         EXPECT_EQ(call_loid().status, status);
         LoidAnswer next = call_loid();
         EXPECT_EQ(next.status, ZX_OK);
@@ -229,11 +219,11 @@ TEST(SimFaults, TimesCountsTheCallsHitAndZeroMeansUntilCleared) {
     SimProcess sim;
     ASSERT_TRUE(sim.start());
 
-    ASSERT_TRUE(sim.ctl_ok(inject("app_m", kGetLoid, "status", 0xF7213003u, 3)));
+    ASSERT_TRUE(sim.inject("app_m", kGetLoid, zxtest::Fault::status(0xF7213003u, 3)));
     for (int i = 0; i < 3; ++i) EXPECT_EQ(call_loid().status, 0xF7213003u) << "call " << i;
     EXPECT_EQ(call_loid().status, ZX_OK);
 
-    ASSERT_TRUE(sim.ctl_ok(inject("app_m", kGetLoid, "status", 0xF7213004u, 0)));
+    ASSERT_TRUE(sim.inject("app_m", kGetLoid, zxtest::Fault::status(0xF7213004u, 0)));
     for (int i = 0; i < 5; ++i) EXPECT_EQ(call_loid().status, 0xF7213004u) << "call " << i;
     JsonPtr answer;
     ASSERT_TRUE(sim.ctl_ok(R"({"op":"inject_clear","service":"app_m","msgId":"0x4710304B"})", &answer));
@@ -241,7 +231,7 @@ TEST(SimFaults, TimesCountsTheCallsHitAndZeroMeansUntilCleared) {
     EXPECT_EQ(call_loid().status, ZX_OK);
 
     // A fault belongs to its (service, message id) only.
-    ASSERT_TRUE(sim.ctl_ok(inject("tarn", kGetLoid, "status", 0xF7213005u, 0)));
+    ASSERT_TRUE(sim.inject("tarn", kGetLoid, zxtest::Fault::status(0xF7213005u, 0)));
     EXPECT_EQ(call_loid().status, ZX_OK);
     EXPECT_EQ(call_status("tarn", kGetLoid), 0xF7213005u);
 }
@@ -254,7 +244,7 @@ TEST(SimFaults, DelayPastTheTimeOutThenTheNextCallGetsItsOwnAnswer) {
 
     // The delayed LOID answer (status 0) arrives while the next call waits for its own answer,
     // an unknown-message status: taking the late answer for it would show as status 0.
-    ASSERT_TRUE(sim.ctl_ok(inject("app_m", kGetLoid, "delay", 400, 1)));
+    ASSERT_TRUE(sim.inject("app_m", kGetLoid, zxtest::Fault::delay(400, 1)));
     EXPECT_EQ(call_loid(5000).status, ZX_MSG_ERR_TIMEOUT);
     EXPECT_EQ(call_status("app_m", kNoSuchCommand, 1000000), ZX_SIM_ERR_UNKNOWN_MSG);
     LoidAnswer third = call_loid(1000000);
@@ -272,7 +262,7 @@ TEST(SimFaults, NoReplyMakesTheCallTimeOut) {
     SimProcess sim;
     ASSERT_TRUE(sim.start());
 
-    ASSERT_TRUE(sim.ctl_ok(inject("app_m", kGetLoid, "noreply", 0, 2)));
+    ASSERT_TRUE(sim.inject("app_m", kGetLoid, zxtest::Fault::noreply(2)));
     EXPECT_EQ(call_loid(5000).status, ZX_MSG_ERR_TIMEOUT);
     EXPECT_EQ(call_loid(5000).status, ZX_MSG_ERR_TIMEOUT);
     LoidAnswer third = call_loid(1000000);
@@ -288,7 +278,7 @@ TEST(SimFaults, DelayHoldsOnlyItsOwnCallerAndEndsWhenTheSimulatorStops) {
     ASSERT_TRUE(sim.start());
 
     // Ten minutes: far beyond every bound of this test, so only the stop can end it.
-    ASSERT_TRUE(sim.ctl_ok(inject("app_m", kGetLoid, "delay", 600000, 0)));
+    ASSERT_TRUE(sim.inject("app_m", kGetLoid, zxtest::Fault::delay(600000, 0)));
     EXPECT_EQ(call_loid(5000).status, ZX_MSG_ERR_TIMEOUT);
     // Another thread has its own connection: it is answered although the delay goes on.
     uint32_t other = 0;
@@ -306,7 +296,7 @@ TEST(SimFaults, CrashKillsTheServiceAndTheRestartedOneServesTheSameCaller) {
     ASSERT_TRUE(events.start());
     ASSERT_EQ(call_loid().status, ZX_OK);  // this thread now holds a connection to app_m
 
-    ASSERT_TRUE(appm.ctl_ok(inject("app_m", kGetLoid, "crash", 0, 0)));
+    ASSERT_TRUE(appm.inject("app_m", kGetLoid, zxtest::Fault::crash(0)));
     EXPECT_EQ(call_loid().status, ZX_MSG_ERR_TRANSPORT);
     int status = appm.wait();
     ASSERT_TRUE(WIFSIGNALED(status));
@@ -670,14 +660,12 @@ TEST(SimLifecycle, InitialStateComesFromTheProfile) {
     ASSERT_TRUE(sim.start());
 
     EXPECT_EQ(call_loid().text, "FROM-PROFILE");
-    JsonPtr answer;
-    ASSERT_TRUE(sim.ctl_ok(R"({"op":"state","service":"app_m"})", &answer));
-    EXPECT_EQ(json_int(member(answer.get(), "state"), "n"), 3);
+    EXPECT_EQ(json_int(sim.state("app_m").get(), "n"), 3);
     // A member that is not an object, or none at all, gives an empty state.
     for (const char* service : {"tarn", "wifi"}) {
-        ASSERT_TRUE(sim.ctl_ok(std::string(R"({"op":"state","service":")") + service + "\"}", &answer));
-        EXPECT_STREQ(json_object_to_json_string_ext(member(answer.get(), "state"), JSON_C_TO_STRING_PLAIN), "{}")
-            << service;
+        JsonPtr state = sim.state(service);
+        ASSERT_TRUE(state) << service;
+        EXPECT_STREQ(json_object_to_json_string_ext(state.get(), JSON_C_TO_STRING_PLAIN), "{}") << service;
     }
 }
 

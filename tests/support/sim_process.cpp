@@ -209,15 +209,188 @@ testing::AssertionResult SimProcess::ctl_ok(const std::string& request, JsonPtr*
     return testing::AssertionSuccess();
 }
 
-JsonPtr SimProcess::records(const std::string& service) const {
+testing::AssertionResult SimProcess::request_ok(json_object* request, JsonPtr* answer) const {
+    return ctl_ok(json_object_to_json_string_ext(request, JSON_C_TO_STRING_PLAIN), answer);
+}
+
+namespace {
+
+// A control request {"op": op} with the service named when there is one.
+JsonPtr request(const char* op, const std::string& service = "") {
     JsonPtr req(json_object_new_object());
-    json_object_object_add(req.get(), "op", json_object_new_string("received"));
+    json_object_object_add(req.get(), "op", json_object_new_string(op));
     if (!service.empty()) json_object_object_add(req.get(), "service", json_object_new_string(service.c_str()));
+    return req;
+}
+
+void add_u32(json_object* obj, const char* key, uint32_t v) { json_object_object_add(obj, key, json_object_new_int64(v)); }
+
+json_object* member(json_object* obj, const char* key) {
+    json_object* v = nullptr;
+    return obj && json_object_object_get_ex(obj, key, &v) ? v : nullptr;
+}
+
+uint32_t u32_of(json_object* obj, const char* key) { return static_cast<uint32_t>(json_int(obj, key)); }
+
+Received received_of(json_object* rec) {
+    Received r;
+    r.service = json_text(rec, "service");
+    r.seq = static_cast<uint64_t>(json_int(rec, "seq"));
+    json_object* head = member(rec, "head");
+    r.head.srcWord = u32_of(head, "srcWord");
+    r.head.srcName = json_text(head, "srcName");
+    r.head.midWord = u32_of(head, "midWord");
+    r.head.dstName = json_text(head, "dstName");
+    r.head.tag = u32_of(head, "tag");
+    r.head.resv = from_hex(json_text(head, "resv"));
+    r.msgId = u32_of(rec, "msgId");
+    r.mid = u32_of(rec, "mid");
+    json_object* oneWay = member(rec, "oneWay");
+    r.oneWay = oneWay && json_object_get_boolean(oneWay);
+    r.timeoutMs = u32_of(rec, "timeoutMs");
+    r.replyCap = u32_of(rec, "replyCap");
+    r.callerPid = u32_of(rec, "callerPid");
+    r.data = from_hex(json_text(rec, "data"));
+    if (json_object* decoded = member(rec, "decoded"))
+        r.decoded = std::shared_ptr<json_object>(json_object_get(decoded), json_object_put);
+    return r;
+}
+
+const char* fault_name(Fault::Kind kind) {
+    switch (kind) {
+    case Fault::Kind::Status: return "status";
+    case Fault::Kind::Delay: return "delay";
+    case Fault::Kind::NoReply: return "noreply";
+    case Fault::Kind::Crash: return "crash";
+    }
+    return "?";
+}
+
+}  // namespace
+
+JsonPtr SimProcess::records(const std::string& service) const {
+    JsonPtr req = request("received", service);
     JsonPtr answer;
-    if (!ctl_ok(json_object_to_json_string_ext(req.get(), JSON_C_TO_STRING_PLAIN), &answer)) return nullptr;
+    if (!request_ok(req.get(), &answer)) return nullptr;
     json_object* list = nullptr;
     if (!json_object_object_get_ex(answer.get(), "records", &list)) return nullptr;
     return JsonPtr(json_object_get(list));
+}
+
+std::optional<std::vector<Received>> SimProcess::received(const std::string& service, bool clear) const {
+    JsonPtr req = request("received", service);
+    if (clear) json_object_object_add(req.get(), "clear", json_object_new_boolean(true));
+    JsonPtr answer;
+    if (!request_ok(req.get(), &answer)) return std::nullopt;
+    json_object* list = member(answer.get(), "records");
+    if (!list || !json_object_is_type(list, json_type_array)) return std::nullopt;
+    std::vector<Received> out;
+    for (size_t i = 0; i < json_object_array_length(list); ++i) out.push_back(received_of(json_object_array_get_idx(list, i)));
+    return out;
+}
+
+testing::AssertionResult SimProcess::clear_received() const { return request_ok(request("clear").get()); }
+
+testing::AssertionResult SimProcess::inject(const std::string& service, uint32_t msgId, const Fault& fault) const {
+    JsonPtr req = request("inject", service);
+    add_u32(req.get(), "msgId", msgId);
+    json_object_object_add(req.get(), "fault", json_object_new_string(fault_name(fault.kind)));
+    if (fault.kind == Fault::Kind::Status || fault.kind == Fault::Kind::Delay) add_u32(req.get(), "value", fault.value);
+    if (fault.times != 0) add_u32(req.get(), "times", fault.times);
+    return request_ok(req.get());
+}
+
+testing::AssertionResult SimProcess::clear_faults(const std::string& service) const {
+    return request_ok(request("inject_clear", service).get());
+}
+
+testing::AssertionResult SimProcess::set_state(const std::string& service, const std::string& key,
+                                               const StateValue& value) const {
+    return set_state(service, {{key, value}});
+}
+
+testing::AssertionResult SimProcess::set_state(const std::string& service,
+                                               std::vector<std::pair<std::string, StateValue>> members) const {
+    JsonPtr req = request("set", service);
+    json_object_object_add(req.get(), "state", StateValue::object(std::move(members)).json());
+    return request_ok(req.get());
+}
+
+JsonPtr SimProcess::state(const std::string& service) const {
+    JsonPtr answer;
+    if (!request_ok(request("state", service).get(), &answer)) return nullptr;
+    json_object* state = member(answer.get(), "state");
+    return state ? JsonPtr(json_object_get(state)) : nullptr;
+}
+
+std::optional<SimProcess::UsbDevice> SimProcess::usb_device(uint32_t devId) const {
+    JsonPtr req = request("usb_device");
+    add_u32(req.get(), "device", devId);
+    JsonPtr answer;
+    if (!request_ok(req.get(), &answer)) return std::nullopt;
+    return UsbDevice{json_text(answer.get(), "path"), json_text(answer.get(), "lockedBy")};
+}
+
+testing::AssertionResult SimProcess::usb_write(uint32_t devId, const Bytes& bytes) const {
+    JsonPtr req = request("usb_write");
+    add_u32(req.get(), "device", devId);
+    json_object_object_add(req.get(), "data", json_object_new_string(to_hex(bytes).c_str()));
+    return request_ok(req.get());
+}
+
+std::optional<Bytes> SimProcess::usb_read(uint32_t devId, uint32_t min, uint32_t max, uint32_t waitMs) const {
+    JsonPtr req = request("usb_read");
+    add_u32(req.get(), "device", devId);
+    add_u32(req.get(), "min", min);
+    add_u32(req.get(), "max", max);
+    add_u32(req.get(), "waitMs", waitMs);
+    JsonPtr answer;
+    if (!request_ok(req.get(), &answer)) return std::nullopt;
+    return from_hex(json_text(answer.get(), "data"));
+}
+
+StateValue::StateValue(const char* text) : StateValue(json_object_new_string(text)) {}
+StateValue::StateValue(const std::string& text)
+    : StateValue(json_object_new_string_len(text.data(), static_cast<int>(text.size()))) {}
+StateValue::StateValue(long long number) : StateValue(json_object_new_int64(number)) {}
+
+StateValue StateValue::array(std::vector<StateValue> elements) {
+    StateValue out(json_object_new_array());
+    for (const StateValue& e : elements) json_object_array_add(out.value_.get(), e.json());
+    return out;
+}
+
+StateValue StateValue::object(std::vector<std::pair<std::string, StateValue>> members) {
+    StateValue out(json_object_new_object());
+    for (const auto& [key, value] : members) json_object_object_add(out.value_.get(), key.c_str(), value.json());
+    return out;
+}
+
+std::string to_hex(const Bytes& bytes) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string out;
+    for (uint8_t b : bytes) {
+        out.push_back(kDigits[b >> 4]);
+        out.push_back(kDigits[b & 0x0F]);
+    }
+    return out;
+}
+
+Bytes from_hex(const std::string& text) {
+    auto digit = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    Bytes out;
+    if (text.size() % 2 != 0) return {};
+    for (size_t i = 0; i < text.size(); i += 2) {
+        int hi = digit(text[i]), lo = digit(text[i + 1]);
+        if (hi < 0 || lo < 0) return {};
+        out.push_back(static_cast<uint8_t>(hi << 4 | lo));
+    }
+    return out;
 }
 
 std::string json_text(json_object* obj, const char* key) {

@@ -5,9 +5,10 @@
 //     zxtest::ScopedBusDir bus;
 //     zxtest::SimProcess sim;                                  // every service, control "gatewaysim"
 //     ASSERT_TRUE(sim.start());
-//     ASSERT_TRUE(sim.ctl_ok(R"({"op":"set","service":"app_m","state":{"loid":"X"}})"));
+//     ASSERT_TRUE(sim.set_state("app_m", "loid", "X"));
+//     ASSERT_TRUE(sim.inject("app_m", 0x4710304B, zxtest::Fault::status(0xF7213003, 1)));
 //     ... calls over the bus ...
-//     zxtest::JsonPtr records = sim.records("app_m");         // what app_m received
+//     std::vector<zxtest::Received> got = sim.received("app_m");   // what app_m received
 //
 // One service per process, so that a test can kill or stop it alone:
 //
@@ -26,9 +27,12 @@
 #include <json-c/json.h>
 #include <sys/types.h>
 
+#include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../../sim/sim_status.h"
@@ -40,6 +44,73 @@ struct JsonPut {
 };
 // One reference to a json-c object, dropped on destruction.
 using JsonPtr = std::unique_ptr<json_object, JsonPut>;
+
+using Bytes = std::vector<uint8_t>;
+
+// A fault the simulator injects into the calls of one command, for the next `times` calls (0:
+// until the faults are cleared).
+struct Fault {
+    enum class Kind { Status, Delay, NoReply, Crash };
+    Kind kind;
+    uint32_t value = 0;  // the status, or the delay in ms
+    uint32_t times = 0;
+
+    // The service answers `code` as its status.
+    static Fault status(uint32_t code, uint32_t times = 0) { return {Kind::Status, code, times}; }
+    // The service answers `ms` milliseconds late.
+    static Fault delay(uint32_t ms, uint32_t times = 0) { return {Kind::Delay, ms, times}; }
+    // The service never answers.
+    static Fault noreply(uint32_t times = 0) { return {Kind::NoReply, 0, times}; }
+    // The simulator process dies on the call.
+    static Fault crash(uint32_t times = 0) { return {Kind::Crash, 0, times}; }
+};
+
+// A value of a service's state: a text, a number, or an array or object of such values.
+//
+//     sim.set_state("tarn", "dnsNames", StateValue::object({{"a.example.com", StateValue::array({"192.0.2.1"})}}));
+class StateValue {
+public:
+    StateValue(const char* text);
+    StateValue(const std::string& text);
+    StateValue(int number) : StateValue(static_cast<long long>(number)) {}
+    StateValue(long long number);
+    static StateValue array(std::vector<StateValue> elements);
+    static StateValue object(std::vector<std::pair<std::string, StateValue>> members);
+
+    // A new reference to the value.
+    json_object* json() const { return json_object_get(value_.get()); }
+
+private:
+    explicit StateValue(json_object* owned) : value_(owned, json_object_put) {}
+    std::shared_ptr<json_object> value_;
+};
+
+// The routing header of a received request, as the simulator decoded it.
+struct ReceivedHead {
+    uint32_t srcWord = 0;
+    std::string srcName;
+    uint32_t midWord = 0;
+    std::string dstName;
+    uint32_t tag = 0;
+    Bytes resv;
+};
+
+// One request a service received, oldest first.
+struct Received {
+    std::string service;
+    uint64_t seq = 0;
+    ReceivedHead head;
+    uint32_t msgId = 0;
+    uint32_t mid = 0;
+    bool oneWay = false;
+    uint32_t timeoutMs = 0;
+    uint32_t replyCap = 0;
+    uint32_t callerPid = 0;
+    Bytes data;
+    // What the service made of the request's payload (a shared block read, ...); null until the
+    // command has been handled, or when it has nothing to decode.
+    std::shared_ptr<json_object> decoded;
+};
 
 class SimProcess {
 public:
@@ -89,6 +160,33 @@ public:
     // array; nullptr when the request failed.
     JsonPtr records(const std::string& service = "") const;
 
+    // What `service` received ("" = every service), oldest first; with `clear` the records
+    // returned are forgotten. nullopt when the request failed.
+    std::optional<std::vector<Received>> received(const std::string& service = "", bool clear = false) const;
+    // Forgets every record.
+    testing::AssertionResult clear_received() const;
+    // Injects a fault into the calls of `msgId` to `service`.
+    testing::AssertionResult inject(const std::string& service, uint32_t msgId, const Fault& fault) const;
+    // Clears the injected faults ("" = of every service).
+    testing::AssertionResult clear_faults(const std::string& service = "") const;
+    // Sets one top-level member of a service's state, or several.
+    testing::AssertionResult set_state(const std::string& service, const std::string& key, const StateValue& value) const;
+    testing::AssertionResult set_state(const std::string& service,
+                                       std::vector<std::pair<std::string, StateValue>> members) const;
+    // The service's state (a JSON object), nullptr when the request failed.
+    JsonPtr state(const std::string& service) const;
+
+    // The device side of a simulated USB device: its terminal's path and the plug-in that holds
+    // its lock ("" unlocked), bytes it sends, and the bytes it received (waits up to waitMs for at
+    // least min of them, at most max).
+    struct UsbDevice {
+        std::string path;
+        std::string lockedBy;
+    };
+    std::optional<UsbDevice> usb_device(uint32_t devId) const;
+    testing::AssertionResult usb_write(uint32_t devId, const Bytes& bytes) const;
+    std::optional<Bytes> usb_read(uint32_t devId, uint32_t min, uint32_t max, uint32_t waitMs) const;
+
 private:
     // A descriptor closed on destruction or reset.
     class Fd {
@@ -105,6 +203,8 @@ private:
     };
 
     testing::AssertionResult wait_ready();
+    // Sends a request object that must be answered "ok": true.
+    testing::AssertionResult request_ok(json_object* request, JsonPtr* answer = nullptr) const;
     // Forgets the child after it has been reaped.
     void forget_child();
 
@@ -118,5 +218,9 @@ private:
 std::string json_text(json_object* obj, const char* key);
 // Integer value of a JSON member, -1 when missing or not a number.
 int64_t json_int(json_object* obj, const char* key);
+
+// Bytes as lower-case hex, and back (empty for text that is not hex).
+std::string to_hex(const Bytes& bytes);
+Bytes from_hex(const std::string& text);
 
 }  // namespace zxtest

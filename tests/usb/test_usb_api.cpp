@@ -2,6 +2,7 @@
 // path on the pseudo-terminal it names.
 #include <fcntl.h>
 
+#include <cstring>
 #include <numeric>
 
 #include "usb_fixture.h"
@@ -29,8 +30,7 @@ TEST_F(UsbOwnership, MissingArgumentsAreRecordedAtTheirLines) {
     auto records = traces();
     for (uint32_t line : {1342u, 1343u, 1388u, 1389u, 1433u, 1475u, 1223u, 1294u}) expect_last_word_1(records, line, 1);
     EXPECT_STREQ(buf, "");
-    JsonPtr received = sim_.records("usb_mngt");
-    EXPECT_EQ(json_object_array_length(received.get()), 0u) << "nothing reached usb_mngt";
+    expect_received("usb_mngt", {});  // nothing reached usb_mngt
 }
 
 TEST_F(UsbOwnership, RegisterSendsTypeAndPlugIdCutTo127) {
@@ -38,20 +38,15 @@ TEST_F(UsbOwnership, RegisterSendsTypeAndPlugIdCutTo127) {
     char buf[128] = {};
     ASSERT_EQ(ZX_JNI_UsbRegister(longId.c_str(), 0x01020304, buf, sizeof buf), 0u);
     EXPECT_STREQ(buf, kOk);
-    JsonPtr received = sim_.records("usb_mngt");
-    ASSERT_EQ(json_object_array_length(received.get()), 1u);
-    json_object* rec = json_object_array_get_idx(received.get(), 0);
-    EXPECT_EQ(zxtest::json_int(rec, "msgId"), 0x47103041);
-    EXPECT_EQ(zxtest::json_int(rec, "timeoutMs"), 30000);
-    EXPECT_EQ(zxtest::json_int(rec, "replyCap"), 68);
-    json_object* head = nullptr;
-    ASSERT_TRUE(json_object_object_get_ex(rec, "head", &head));
-    EXPECT_EQ(zxtest::json_text(head, "dstName"), "usb_mngt");
-    EXPECT_EQ(zxtest::json_int(head, "tag"), 0);
     std::vector<uint8_t> expected{0x04, 0x03, 0x02, 0x01};
     expected.insert(expected.end(), 127, 'x');
     expected.push_back(0);
-    EXPECT_EQ(zxtest::json_text(rec, "data"), hex(expected));
+    auto received = expect_received("usb_mngt", {{0x47103041, expected}});
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_EQ(received[0].timeoutMs, 30000u);
+    EXPECT_EQ(received[0].replyCap, 68u);
+    EXPECT_EQ(received[0].head.dstName, "usb_mngt");
+    EXPECT_EQ(received[0].head.tag, 0u);
 }
 
 TEST_F(UsbOwnership, ServiceFailuresReturnTheCodeAndLeaveTheBufferUntouched) {
@@ -103,6 +98,20 @@ TEST_F(UsbOwnership, LockConflictBetweenTwoPlugIns) {
     expect_no_failure_records();
 }
 
+// The ownership request: the device type and the plug-in id in a 128-byte field.
+std::vector<uint8_t> plugin_request(uint32_t type, const std::string& plugId) {
+    std::vector<uint8_t> req(132, 0);
+    std::memcpy(req.data(), &type, 4);
+    std::memcpy(req.data() + 4, plugId.data(), plugId.size());
+    return req;
+}
+
+std::vector<uint8_t> word(uint32_t v) {
+    std::vector<uint8_t> w(4);
+    std::memcpy(w.data(), &v, 4);
+    return w;
+}
+
 TEST_F(UsbOwnership, UnregisteringReleasesLocksAndUnregisterAllReleasesEverything) {
     char buf[128] = {};
     ASSERT_EQ(ZX_JNI_UsbRegister("plugA", 1, buf, sizeof buf), 0u);
@@ -123,10 +132,17 @@ TEST_F(UsbOwnership, UnregisteringReleasesLocksAndUnregisterAllReleasesEverythin
     EXPECT_EQ(locked_by(kHostDevice), "");
     ASSERT_EQ(ZX_JNI_UsbLock(kHostDevice, buf, sizeof buf), 0u);
     EXPECT_STREQ(buf, "{\"Result\":-1,\"FailReason\":\"no plug-in registered for type 2\"}");
-    JsonPtr received = sim_.records("usb_mngt");
-    json_object* last = json_object_array_get_idx(received.get(), json_object_array_length(received.get()) - 2);
-    EXPECT_EQ(zxtest::json_int(last, "msgId"), 0x47103076);
-    EXPECT_EQ(zxtest::json_text(last, "data"), "00000000") << "a 4-byte zero word stands in for no request";
+    // Every request in order; a 4-byte zero word stands in for unregister-all's missing request.
+    expect_received("usb_mngt", {
+                                    {ZX_JNI_USB_REGISTER, plugin_request(1, "plugA")},
+                                    {ZX_JNI_USB_REGISTER, plugin_request(2, "plugH")},
+                                    {ZX_JNI_USB_LOCK, word(kEchoDevice)},
+                                    {ZX_JNI_USB_LOCK, word(kHostDevice)},
+                                    {ZX_JNI_USB_UNREGISTER, plugin_request(0, "plugA")},
+                                    {ZX_JNI_USB_UNREGISTER, plugin_request(0, "plugA")},
+                                    {ZX_JNI_USB_UNREGISTER_ALL, word(0)},
+                                    {ZX_JNI_USB_LOCK, word(kHostDevice)},
+                                });
 }
 
 TEST_F(UsbOpenClose, OpenAnswersTheHandleOfTheDeviceTerminal) {

@@ -16,8 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "sim_process.h"
-#include "test_env.h"
+#include "sim_fixture.h"
 #include "zx_host.h"
 #include "zx_platform.h"
 #include "zx_velm_usb.h"
@@ -47,12 +46,10 @@ inline constexpr const char* kFile = "../velm/zx_velm_jni_api";
 std::string hex(const std::vector<uint8_t>& bytes);
 std::vector<uint8_t> unhex(const std::string& text);
 
-class UsbTest : public testing::Test {
+class UsbTest : public zxtest::SimFixture {
 protected:
-    void SetUp() override;
+    UsbTest() : SimFixture(kFile) {}
     void TearDown() override;
-
-    std::vector<zxhost::TraceRecord> traces() { return zxhost::trace_capture_take(); }
 
     // Registers `plugId` for `type`, locks and opens the device: the handle.
     int open_device(const std::string& plugId, uint32_t type, uint32_t devId);
@@ -66,17 +63,15 @@ protected:
     std::string locked_by(uint32_t devId);
     void inject_status(uint32_t msgId, uint32_t status);
 
-    static void expect_last_word_1(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code);
-    static void expect_last_word(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code,
-                                 std::vector<uint32_t> data);
-    static void expect_trace(const std::vector<zxhost::TraceRecord>& records, uint32_t line, const std::string& text);
+    using SimFixture::expect_trace;
+    // The plug-in platform's trace (level 249) at a line.
+    void expect_trace(const std::vector<zxhost::TraceRecord>& records, uint32_t line, const std::string& text) const {
+        expect_trace(records, 249, line, text);
+    }
     static size_t count_at(const std::vector<zxhost::TraceRecord>& records, uint32_t line);
     // No last word since the last look: every call went through cleanly.
-    void expect_no_failure_records();
+    void expect_no_failure_records() { expect_no_last_word(traces()); }
 
-    zxtest::ScopedBusDir bus_;
-    zxtest::SimProcess sim_;
-    uint64_t allocBase_ = 0;
     std::vector<int> handles_;  // closed at the end when a test left them open
 };
 
@@ -113,32 +108,12 @@ inline TermiosLog& termios_log() {
     return log;
 }
 
-inline std::string hex(const std::vector<uint8_t>& bytes) {
-    std::string out;
-    char two[3];
-    for (uint8_t b : bytes) {
-        std::snprintf(two, sizeof two, "%02x", b);
-        out += two;
-    }
-    return out;
-}
-
-inline std::vector<uint8_t> unhex(const std::string& text) {
-    std::vector<uint8_t> out;
-    for (size_t i = 0; i + 1 < text.size(); i += 2) out.push_back(static_cast<uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
-    return out;
-}
-
-inline void UsbTest::SetUp() {
-    ASSERT_TRUE(sim_.start());
-    zxhost::trace_capture_start();
-    allocBase_ = zxhost::alloc_outstanding();
-}
+inline std::string hex(const std::vector<uint8_t>& bytes) { return zxtest::to_hex(bytes); }
+inline std::vector<uint8_t> unhex(const std::string& text) { return zxtest::from_hex(text); }
 
 inline void UsbTest::TearDown() {
     for (int fd : handles_) ::close(fd);
-    zxhost::trace_capture_stop();
-    EXPECT_EQ(zxhost::alloc_outstanding(), allocBase_) << "platform allocations left behind";
+    SimFixture::TearDown();
 }
 
 inline int UsbTest::open_device(const std::string& plugId, uint32_t type, uint32_t devId) {
@@ -161,64 +136,29 @@ inline void UsbTest::make_raw(int handle) {
 }
 
 inline void UsbTest::device_send(uint32_t devId, const std::vector<uint8_t>& bytes) {
-    ASSERT_TRUE(sim_.ctl_ok(R"({"op":"usb_write","device":)" + std::to_string(devId) + R"(,"data":")" + hex(bytes) +
-                            "\"}"));
+    ASSERT_TRUE(sim_.usb_write(devId, bytes));
 }
 
 inline std::vector<uint8_t> UsbTest::device_receive(uint32_t devId, size_t count) {
-    JsonPtr answer;
-    EXPECT_TRUE(sim_.ctl_ok(R"({"op":"usb_read","device":)" + std::to_string(devId) + R"(,"min":)" +
-                                std::to_string(count) + R"(,"max":)" + std::to_string(count) + R"(,"waitMs":20000})",
-                            &answer));
-    return unhex(zxtest::json_text(answer.get(), "data"));
+    std::optional<zxtest::Bytes> got = sim_.usb_read(devId, static_cast<uint32_t>(count), static_cast<uint32_t>(count), 20000);
+    EXPECT_TRUE(got) << "device " << devId << " side";
+    return got.value_or(zxtest::Bytes{});
 }
 
 inline std::string UsbTest::device_path(uint32_t devId) {
-    JsonPtr answer;
-    EXPECT_TRUE(sim_.ctl_ok(R"({"op":"usb_device","device":)" + std::to_string(devId) + "}", &answer));
-    return zxtest::json_text(answer.get(), "path");
+    auto device = sim_.usb_device(devId);
+    EXPECT_TRUE(device) << "device " << devId;
+    return device ? device->path : "";
 }
 
 inline std::string UsbTest::locked_by(uint32_t devId) {
-    JsonPtr answer;
-    EXPECT_TRUE(sim_.ctl_ok(R"({"op":"usb_device","device":)" + std::to_string(devId) + "}", &answer));
-    return zxtest::json_text(answer.get(), "lockedBy");
+    auto device = sim_.usb_device(devId);
+    EXPECT_TRUE(device) << "device " << devId;
+    return device ? device->lockedBy : "";
 }
 
 inline void UsbTest::inject_status(uint32_t msgId, uint32_t status) {
-    ASSERT_TRUE(sim_.ctl_ok(R"({"op":"inject","service":"usb_mngt","msgId":)" + std::to_string(msgId) +
-                            R"(,"fault":"status","value":)" + std::to_string(status) + "}"));
-}
-
-namespace {
-inline std::vector<zxhost::TraceRecord> at_line(const std::vector<zxhost::TraceRecord>& records,
-                                         zxhost::TraceRecord::Kind kind, uint32_t line) {
-    std::vector<zxhost::TraceRecord> out;
-    for (const auto& r : records)
-        if (r.kind == kind && r.line == line && r.file == kFile) out.push_back(r);
-    return out;
-}
-}  // namespace
-
-inline void UsbTest::expect_last_word_1(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code) {
-    auto found = at_line(records, zxhost::TraceRecord::LastWord1, line);
-    ASSERT_EQ(found.size(), 1u) << "last word at line " << line;
-    EXPECT_EQ(found[0].code, code) << "line " << line;
-}
-
-inline void UsbTest::expect_last_word(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code,
-                               std::vector<uint32_t> data) {
-    auto found = at_line(records, zxhost::TraceRecord::LastWord, line);
-    ASSERT_EQ(found.size(), 1u) << "last word at line " << line;
-    EXPECT_EQ(found[0].code, code) << "line " << line;
-    for (size_t i = 0; i < data.size(); ++i) EXPECT_EQ(found[0].data[i], data[i]) << "line " << line << " word " << i;
-}
-
-inline void UsbTest::expect_trace(const std::vector<zxhost::TraceRecord>& records, uint32_t line, const std::string& text) {
-    auto found = at_line(records, zxhost::TraceRecord::Trace, line);
-    ASSERT_EQ(found.size(), 1u) << "trace at line " << line;
-    EXPECT_EQ(found[0].level, 249u);
-    EXPECT_EQ(found[0].text, text);
+    ASSERT_TRUE(sim_.inject("usb_mngt", msgId, zxtest::Fault::status(status)));
 }
 
 inline size_t UsbTest::count_at(const std::vector<zxhost::TraceRecord>& records, uint32_t line) {
@@ -226,11 +166,6 @@ inline size_t UsbTest::count_at(const std::vector<zxhost::TraceRecord>& records,
     for (const auto& r : records)
         if (r.line == line && r.file == kFile) ++n;
     return n;
-}
-
-inline void UsbTest::expect_no_failure_records() {
-    for (const auto& r : traces())
-        EXPECT_EQ(r.kind, zxhost::TraceRecord::Trace) << "unexpected last word at line " << r.line;
 }
 
 }  // namespace usbtest

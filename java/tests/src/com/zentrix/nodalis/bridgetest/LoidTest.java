@@ -8,10 +8,11 @@ import com.google.gson.JsonArray;
 import com.google.gson.JsonElement;
 import com.google.gson.JsonObject;
 import com.google.gson.JsonPrimitive;
+import com.zentrix.nodalis.bridgetest.support.BusLinkTest;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
+import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
-import com.zentrix.nodalis.deviceservice.entity.JNINativeMethods;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import java.io.IOException;
 import java.util.ArrayList;
@@ -22,22 +23,16 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicInteger;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
 
 /** sysGetLoid from Java through the bridge to the simulated "app_m" and back. */
-class LoidTest {
+class LoidTest extends BusLinkTest {
     @RegisterExtension
     static final GatewayExtension gateway = new GatewayExtension();
 
     private final BaseServiceJNIMethods base = new BaseServiceJNIMethods();
     private final TraceFile trace = TraceFile.fromEnvironment();
-
-    @BeforeAll
-    static void startBusLink() {
-        assertEquals(0, new JNINativeMethods().startThread());
-    }
 
     private static SimControl ctl() {
         return gateway.ctl();
@@ -91,7 +86,7 @@ class LoidTest {
 
     @Test
     void anErrorStatusFromAppMIsNull() throws Exception {
-        ctl().inject("app_m", LoidCalls.LOID_COMMAND, "status", 0xF7213003L, 1);
+        ctl().inject("app_m", LoidCalls.LOID_COMMAND, Fault.status(0xF7213003L, 1));
         long mark = trace.mark();
         assertNull(base.sysGetLoid());
         assertEquals(LoidCalls.failed(0xF7213003L), trace.since(mark));
@@ -149,7 +144,7 @@ class LoidTest {
             // app_m holds each of the first eight calls for a while before it answers. All eight
             // arriving there while none has come back shows that the calls were in flight at
             // once, none queued behind another.
-            ctl().inject("app_m", LoidCalls.LOID_COMMAND, "delay", 5000, threads);
+            ctl().inject("app_m", LoidCalls.LOID_COMMAND, Fault.delay(5000, threads));
             CyclicBarrier start = new CyclicBarrier(threads);
             AtomicInteger answered = new AtomicInteger();
             List<Future<String>> held = new ArrayList<>();

@@ -4,11 +4,11 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 
 import com.google.gson.JsonArray;
+import com.zentrix.nodalis.bridgetest.support.BusLinkTest;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
+import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
-import com.zentrix.nodalis.deviceservice.entity.JNINativeMethods;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
 
@@ -16,7 +16,7 @@ import org.junit.jupiter.api.extension.RegisterExtension;
  * sysGetLoid when "app_m" does not answer. Run with a small ZX_TIMEOUT_SCALE, so the 30000 ms
  * time-out of the call passes in a fraction of that; the call still carries 30000.
  */
-class LoidTimeoutTest {
+class LoidTimeoutTest extends BusLinkTest {
     private static final long ZX_MSG_ERR_TIMEOUT = 0xF7F01001L;
 
     @RegisterExtension
@@ -25,14 +25,9 @@ class LoidTimeoutTest {
     private final BaseServiceJNIMethods base = new BaseServiceJNIMethods();
     private final TraceFile trace = TraceFile.fromEnvironment();
 
-    @BeforeAll
-    static void startBusLink() {
-        assertEquals(0, new JNINativeMethods().startThread());
-    }
-
     @Test
     void noAnswerFromAppMIsNull() throws Exception {
-        gateway.ctl().inject("app_m", LoidCalls.LOID_COMMAND, "noreply", 0, 1);
+        gateway.ctl().inject("app_m", LoidCalls.LOID_COMMAND, Fault.noReply(1));
         long mark = trace.mark();
         assertNull(base.sysGetLoid());
         assertEquals(LoidCalls.failed(ZX_MSG_ERR_TIMEOUT), trace.since(mark));

@@ -8,8 +8,10 @@ import com.google.gson.JsonArray;
 import com.google.gson.JsonObject;
 import com.google.gson.JsonParser;
 import com.google.gson.JsonPrimitive;
+import com.zentrix.nodalis.bridgetest.support.BusLinkTest;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
+import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
 import com.zentrix.nodalis.bridgetest.support.TraceFile.TraceRecord;
 import com.zentrix.nodalis.deviceservice.entity.DnsForwardEntry;
@@ -24,12 +26,11 @@ import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.HexFormat;
 import java.util.List;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
 
 /** JNINativeMethods.send: every command from Java through the bridge to the simulated services. */
-class EntitySendTest {
+class EntitySendTest extends BusLinkTest {
     @RegisterExtension
     static final GatewayExtension gateway = new GatewayExtension();
 
@@ -57,11 +58,6 @@ class EntitySendTest {
 
     private final JNINativeMethods entity = new JNINativeMethods();
     private final TraceFile trace = TraceFile.fromEnvironment();
-
-    @BeforeAll
-    static void startBusLink() {
-        assertEquals(0, new JNINativeMethods().startThread());
-    }
 
     private static SimControl ctl() {
         return gateway.ctl();
@@ -187,7 +183,7 @@ class EntitySendTest {
         assertEquals(bytes().u32(500).hex(), rec.get("data").getAsString());
         assertEquals(500, rec.get("replyCap").getAsLong());
 
-        ctl().inject("tarn", ONT_MAC, "status", 0xF7000042L, 1);
+        ctl().inject("tarn", ONT_MAC, Fault.status(0xF7000042L, 1));
         mark = trace.mark();
         assertNull(entity.send(1, null));
         assertEquals(List.of(commandType(1), jni(874, "\n getONTMac ret: " + (int) 0xF7000042L + " \r\n")),
@@ -236,7 +232,7 @@ class EntitySendTest {
 
         // The buffer is not cleared after a failure; the channel query wrote nothing into it, so it is
         // still empty and Java gets null.
-        ctl().inject("app_m", WLAN_CHANNEL, "status", 0xF7000015L, 1);
+        ctl().inject("app_m", WLAN_CHANNEL, Fault.status(0xF7000015L, 1));
         mark = trace.mark();
         assertNull(entity.send(15, null));
         assertEquals(List.of(commandType(15), jni(956, "getDeviceWLANChannel ret: " + (int) 0xF7000015L + " \r\n")),
@@ -312,7 +308,7 @@ class EntitySendTest {
         assertEquals(List.of(commandType(3), jni(892, "\n getDNSForwardConstatics ret: 1 ")), records(mark, JNI));
         assertNothingSent();
 
-        ctl().inject("tarn", DNS_FWD_STAT, "status", 0xF7000003L, 1);
+        ctl().inject("tarn", DNS_FWD_STAT, Fault.status(0xF7000003L, 1));
         assertEquals("0", entity.send(3, new DnsForwardEntry(null, null, "8.8.8.8")));
 
         mark = trace.mark();
@@ -401,7 +397,7 @@ class EntitySendTest {
         assertEquals("1", entity.send(6, noPassword));
         assertEquals(List.of(commandType(6), jni(907, "\n setupVPN ret: 1 ")), records(mark, JNI));
         assertNothingSent();
-        ctl().inject("tarn", VPN_SETUP, "status", 0xF7000006L, 1);
+        ctl().inject("tarn", VPN_SETUP, Fault.status(0xF7000006L, 1));
         assertEquals(Integer.toString((int) 0xF7000006L), entity.send(6, tunnel((short) 1701)));
     }
 

@@ -16,6 +16,7 @@ import java.nio.channels.Selector;
 import java.nio.channels.SocketChannel;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.util.HexFormat;
 
 /**
  * The simulator's control socket (&lt;bus dir&gt;/gatewaysim.ctl): one JSON request per line, one
@@ -91,21 +92,71 @@ public final class SimControl implements AutoCloseable {
     }
 
     /**
-     * Makes the next {@code times} calls of a command ("status" answers {@code value} as the status,
-     * "delay" answers late by {@code value} ms, "noreply" never answers); times 0 means every call.
+     * A fault injected into the calls of one command, for the next {@code times} calls (0: every
+     * call until the faults are cleared).
      */
-    public void inject(String service, long msgId, String fault, long value, int times) throws IOException {
+    public record Fault(String kind, long value, int times) {
+        /** The service answers {@code code} as its status. */
+        public static Fault status(long code, int times) {
+            return new Fault("status", code, times);
+        }
+
+        /** The service answers {@code ms} milliseconds late. */
+        public static Fault delay(long ms, int times) {
+            return new Fault("delay", ms, times);
+        }
+
+        /** The service never answers. */
+        public static Fault noReply(int times) {
+            return new Fault("noreply", 0, times);
+        }
+    }
+
+    /** Injects {@code fault} into the calls of {@code msgId} to {@code service}. */
+    public void inject(String service, long msgId, Fault fault) throws IOException {
         JsonObject req = op("inject");
         req.addProperty("service", service);
         req.addProperty("msgId", msgId);
-        req.addProperty("fault", fault);
-        req.addProperty("value", value);
-        req.addProperty("times", times);
+        req.addProperty("fault", fault.kind());
+        req.addProperty("value", fault.value());
+        req.addProperty("times", fault.times());
         ok(req);
     }
 
     public void clearFaults() throws IOException {
         ok(op("inject_clear"));
+    }
+
+    /** The terminal path of a simulated USB device. */
+    public String usbDevicePath(int devId) throws IOException {
+        return ok(usbDevice("usb_device", devId)).get("path").getAsString();
+    }
+
+    /** The plug-in that holds a simulated USB device's lock, "" when it is not locked. */
+    public String usbLockedBy(int devId) throws IOException {
+        return ok(usbDevice("usb_device", devId)).get("lockedBy").getAsString();
+    }
+
+    /** The device side of a simulated USB device sends {@code bytes}. */
+    public void usbWrite(int devId, byte[] bytes) throws IOException {
+        JsonObject req = usbDevice("usb_write", devId);
+        req.addProperty("data", HexFormat.of().formatHex(bytes));
+        ok(req);
+    }
+
+    /** The next {@code count} bytes the device side received, waiting up to {@code waitMs}. */
+    public byte[] usbRead(int devId, int count, int waitMs) throws IOException {
+        JsonObject req = usbDevice("usb_read", devId);
+        req.addProperty("min", count);
+        req.addProperty("max", count);
+        req.addProperty("waitMs", waitMs);
+        return HexFormat.of().parseHex(ok(req).get("data").getAsString());
+    }
+
+    private static JsonObject usbDevice(String name, int devId) {
+        JsonObject req = op(name);
+        req.addProperty("device", devId);
+        return req;
     }
 
     private static JsonObject op(String name) {

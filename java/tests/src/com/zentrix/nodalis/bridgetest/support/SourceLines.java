@@ -36,4 +36,15 @@ public final class SourceLines {
         if (found == 0) throw new IllegalStateException(name + " has no line with \"" + fragment + "\"");
         return found;
     }
+
+    /**
+     * The number of the first line after the one line that contains {@code anchor} (such as a
+     * function's definition) that contains {@code fragment}.
+     */
+    public int lineAfter(String anchor, String fragment) {
+        for (int i = lineOf(anchor); i < lines.size(); i++) {
+            if (lines.get(i).contains(fragment)) return i + 1;
+        }
+        throw new IllegalStateException(name + " has no \"" + fragment + "\" after \"" + anchor + "\"");
+    }
 }

@@ -7,19 +7,17 @@ import static org.junit.jupiter.api.Assertions.assertNotNull;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.google.gson.JsonObject;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
-import com.zentrix.nodalis.bridgetest.support.TestEnv;
+import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
+import com.zentrix.nodalis.bridgetest.support.SourceLines;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
 import com.zentrix.nodalis.bridgetest.support.TraceFile.TraceRecord;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.HexFormat;
 import java.util.List;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
@@ -63,14 +61,7 @@ class UsbBindingsTest {
 
     /** The line of the first call after the native's definition that contains {@code fragment}. */
     private static int line(String method, String fragment) throws IOException {
-        List<String> lines = Files.readAllLines(TestEnv.sourceDir().resolve("baseservice/baseservice_jni.cpp"),
-                StandardCharsets.UTF_8);
-        int start = -1;
-        for (int i = 0; i < lines.size(); i++) {
-            if (lines.get(i).contains(SYMBOL + method + "(")) start = i;
-            if (start >= 0 && i > start && lines.get(i).contains(fragment)) return i + 1;
-        }
-        throw new IllegalStateException("no \"" + fragment + "\" in " + method);
+        return SourceLines.of("baseservice/baseservice_jni.cpp").lineAfter(SYMBOL + method + "(", fragment);
     }
 
     private static TraceRecord at(String method, String fragment, String text) throws IOException {
@@ -105,29 +96,16 @@ class UsbBindingsTest {
         return handle;
     }
 
-    private static JsonObject device(String op, int devId) {
-        JsonObject req = new JsonObject();
-        req.addProperty("op", op);
-        req.addProperty("device", devId);
-        return req;
-    }
-
     private static void deviceSend(int devId, byte[] bytes) throws IOException {
-        JsonObject req = device("usb_write", devId);
-        req.addProperty("data", HexFormat.of().formatHex(bytes));
-        ctl().ok(req);
+        ctl().usbWrite(devId, bytes);
     }
 
     private static byte[] deviceReceive(int devId, int count) throws IOException {
-        JsonObject req = device("usb_read", devId);
-        req.addProperty("min", count);
-        req.addProperty("max", count);
-        req.addProperty("waitMs", 20000);
-        return HexFormat.of().parseHex(ctl().ok(req).get("data").getAsString());
+        return ctl().usbRead(devId, count, 20000);
     }
 
     private static String devicePath(int devId) throws IOException {
-        return ctl().ok(device("usb_device", devId)).get("path").getAsString();
+        return ctl().usbDevicePath(devId);
     }
 
     private static String stty(int devId) throws IOException, InterruptedException {
@@ -241,7 +219,7 @@ class UsbBindingsTest {
 
     @Test
     void failingOpenReturnsNullAndTracesAnEmptyLine() throws Exception {
-        ctl().inject("usb_mngt", USB_OPEN, "status", 0xF7F00002L, 1);
+        ctl().inject("usb_mngt", USB_OPEN, Fault.status(0xF7F00002L, 1));
         long mark = trace.mark();
         assertNull(jni.usbOpen(4));
         assertEquals(List.of(entry("usbOpen"), at("usbOpen", "iDevId", "\r\n iDevId = 4 \r\n"),
@@ -269,7 +247,7 @@ class UsbBindingsTest {
         assertEquals(OK, jni.usbRegister("plugB", 1));
         assertEquals(OK, jni.usbLock(ECHO));
         assertEquals(0, jni.usbUnregisterAll());
-        assertEquals("", ctl().ok(device("usb_device", ECHO)).get("lockedBy").getAsString());
+        assertEquals("", ctl().usbLockedBy(ECHO));
     }
 
     @Test
@@ -302,7 +280,7 @@ class UsbBindingsTest {
 
     @Test
     void unregisterAllReturnsTheServiceCode() throws Exception {
-        ctl().inject("usb_mngt", USB_UNREGISTER_ALL, "status", 0xF7F00002L, 1);
+        ctl().inject("usb_mngt", USB_UNREGISTER_ALL, Fault.status(0xF7F00002L, 1));
         assertEquals(0xF7F00002, jni.usbUnregisterAll());
         assertEquals(0, jni.usbUnregisterAll());
     }
