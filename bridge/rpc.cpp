@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "zx_bridge.h"
+#include "zx_wire.h"
 
 namespace {
 
@@ -22,17 +23,17 @@ constexpr const char* kL2tpApi = "l2tp_api";
 constexpr const char* kVelmApi = "../velm/zx_velm_jni_api";
 constexpr const char* kZelApi = "../zel/zx_zel_jni_api";
 
-constexpr Wrapper kL2tpTarn{"tarn", 216, 5000, false, FailureRecord::Short, kL2tpApi, 127};
-constexpr Wrapper kL2tpAppm{"app_m", 222, 5000, false, FailureRecord::Short, kL2tpApi, 201};
-constexpr Wrapper kL2tpCwmp{"cwmp", 15, 5000, false, FailureRecord::Short, kL2tpApi, 223};
-constexpr Wrapper kZel{"zel", 138, 5000, false, FailureRecord::Long, kVelmApi, 121};
-constexpr Wrapper kTern{"tarn", 48, 5000, false, FailureRecord::Long, kVelmApi, 159};
-constexpr Wrapper kVoice{"voice", 0, 30000, false, FailureRecord::Long, kVelmApi, 195};
-constexpr Wrapper kAppm{"app_m", 249, 30000, false, FailureRecord::Short, kVelmApi, 232};
-constexpr Wrapper kUsb{"usb_mngt", 0, 30000, false, FailureRecord::Short, kVelmApi, 254};
+constexpr Wrapper kL2tpTarn{ZX_TARN_ENDPOINT, 216, 5000, false, FailureRecord::Short, kL2tpApi, 127};
+constexpr Wrapper kL2tpAppm{ZX_APPM_ENDPOINT, 222, 5000, false, FailureRecord::Short, kL2tpApi, 201};
+constexpr Wrapper kL2tpCwmp{ZX_CWMP_ENDPOINT, 15, 5000, false, FailureRecord::Short, kL2tpApi, 223};
+constexpr Wrapper kZel{ZX_ZEL_ENDPOINT, 138, 5000, false, FailureRecord::Long, kVelmApi, 121};
+constexpr Wrapper kTern{ZX_TARN_ENDPOINT, 48, 5000, false, FailureRecord::Long, kVelmApi, 159};
+constexpr Wrapper kVoice{ZX_VOICE_ENDPOINT, 0, 30000, false, FailureRecord::Long, kVelmApi, 195};
+constexpr Wrapper kAppm{ZX_APPM_ENDPOINT, 249, 30000, false, FailureRecord::Short, kVelmApi, 232};
+constexpr Wrapper kUsb{ZX_USB_ENDPOINT, 0, 30000, false, FailureRecord::Short, kVelmApi, 254};
 // Deliberately "usb_mngt": the USB device natives are served by the USB management process.
-constexpr Wrapper kOsgiUsb{"usb_mngt", 0, 30000, true, FailureRecord::None, nullptr, 0};
-constexpr Wrapper kZelWifi{"wifi", 141, 5000, false, FailureRecord::Short, kZelApi, 95};
+constexpr Wrapper kOsgiUsb{ZX_USB_ENDPOINT, 0, 30000, true, FailureRecord::None, nullptr, 0};
+constexpr Wrapper kZelWifi{ZX_WIFI_ENDPOINT, 141, 5000, false, FailureRecord::Short, kZelApi, 95};
 
 uint32_t call(const Wrapper& w, uint32_t msgId, const void* req, uint32_t reqLen, void* reply, uint32_t replyLen) {
     uint32_t scratchReply = 0;
