@@ -19,7 +19,7 @@
 //                                               waits up to waitMs (0) for min (1) bytes, at most
 //                                               max (65536)
 //
-// Numbers (msgId, value, times) may also be texts in C notation ("0x4710304B"). A record is
+// Numbers (msgId, value, times) may also be texts in C notation ("0xF7213003"). A record is
 // {"service","seq","head":{"srcWord","srcName","midWord","dstName","tag","resv"},"msgId","mid",
 //  "oneWay","timeoutMs","replyCap","callerPid","data"[,"decoded"]} with resv and data in hex.
 #include <signal.h>

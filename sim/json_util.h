@@ -21,7 +21,7 @@ using JsonPtr = std::unique_ptr<json_object, JsonPut>;
 std::string to_hex(std::span<const uint8_t> bytes);
 
 // Member `key` as a 32-bit word: a JSON integer 0 .. 0xFFFFFFFF, or a text in C notation
-// ("0x4710304B", "17"), so that message ids and statuses can be written either way.
+// ("0xF7213003", "17"), so that message ids and statuses can be written either way.
 std::optional<uint32_t> member_u32(json_object* obj, const char* key);
 
 // Member `key` when it is a JSON text, else nullptr.

@@ -5,7 +5,7 @@
 //
 //     void get_loid(Call& call) { ... }
 //     constexpr std::initializer_list<Command> kCommands{
-//         {0x4710304B, "GetLoid", get_loid},
+//         {ZX_APPM_RPC_GET_LOID, "GetLoid", get_loid},
 //     };
 //
 // Tables are kept sorted by message id (checked at compile time) and searched by bisection.

@@ -11,37 +11,16 @@
 #include <vector>
 
 #include "services.h"
+#include "zx_wire_app_m.h"
 
 namespace zxsim {
 
 namespace {
 
-#pragma pack(push, 1)
-struct TrafficNotice {
-    uint8_t block[12];  // record of the block holding the notice payload
-    uint32_t flag;
-};
-
-struct ConnectionRecord {
-    char name[64];
-    char wanIp[128];
-    char pppoeName[64];
-};
-
-struct MgtAddressReply {
-    uint8_t resv1[305];
-    char address[257];
-    uint32_t port;  // unaligned, little-endian
-    uint8_t resv2[1777];
-};
-#pragma pack(pop)
-static_assert(sizeof(TrafficNotice) == 16);
-static_assert(sizeof(ConnectionRecord) == 256 && offsetof(ConnectionRecord, wanIp) == 64 &&
-              offsetof(ConnectionRecord, pppoeName) == 192);
-static_assert(sizeof(MgtAddressReply) == 2343 && offsetof(MgtAddressReply, address) == 305 &&
-              offsetof(MgtAddressReply, port) == 562);
-
-constexpr size_t kNoticeBundleLen = 128;
+template <size_t N>
+std::string field(const char (&f)[N]) {
+    return std::string(f, strnlen(f, N));
+}
 
 template <size_t N>
 void put_text(char (&dst)[N], const std::string& text) {
@@ -59,18 +38,19 @@ uint32_t state_u32(Call& call, const char* key) {
 // A one-way notice of a traffic-monitoring change. Its payload: the add flag (1 add, 0 delete),
 // the bundle name in 128 bytes, then the address list and its NUL. Only recorded.
 void traffic_notice(Call& call) {
-    TrafficNotice notice;
+    ZX_APPM_TRAFFIC_NOTICE_S notice;
     if (!call.read(notice)) return;
     std::vector<uint8_t> payload;
     JsonPtr decoded;
     if (!read_tunnel_block(call, 0, payload, decoded)) return;
-    json_object_object_add(decoded.get(), "flag", json_object_new_int64(notice.flag));
-    if (payload.size() > kNoticeBundleLen) {
-        const char* bundle = reinterpret_cast<const char*>(payload.data() + 1);
-        const char* list = reinterpret_cast<const char*>(payload.data() + 1 + kNoticeBundleLen);
-        json_object_object_add(decoded.get(), "add", json_object_new_int(payload[0]));
-        add_text(decoded.get(), "bundle", std::string(bundle, strnlen(bundle, kNoticeBundleLen)));
-        add_text(decoded.get(), "list", std::string(list, strnlen(list, payload.size() - 1 - kNoticeBundleLen)));
+    json_object_object_add(decoded.get(), "flag", json_object_new_int64(notice.uiFlag));
+    ZX_APPM_TRAFFIC_NOTICE_HEAD_S head;
+    if (payload.size() > sizeof head) {
+        std::memcpy(&head, payload.data(), sizeof head);
+        const char* list = reinterpret_cast<const char*>(payload.data() + sizeof head);
+        json_object_object_add(decoded.get(), "add", json_object_new_int(head.ucAdd));
+        add_text(decoded.get(), "bundle", field(head.acBundleName));
+        add_text(decoded.get(), "list", std::string(list, strnlen(list, payload.size() - sizeof head)));
     }
     call.set_decoded(std::move(decoded));
     call.reply_record(uint32_t{0});
@@ -80,9 +60,9 @@ void traffic_notice(Call& call) {
 void mgt_address(Call& call) {
     uint32_t word = 0;
     if (!call.read(word)) return;
-    MgtAddressReply reply{};
-    put_text(reply.address, call.state_text("mgtAddress"));
-    reply.port = state_u32(call, "mgtPort");
+    ZX_APPM_MGT_ADDR_S reply{};
+    put_text(reply.acMgtAddr, call.state_text("mgtAddress"));
+    reply.uiMgtPort = state_u32(call, "mgtPort");
     call.reply_record(reply);
 }
 
@@ -103,9 +83,9 @@ void wlan_channel(Call& call) {
 // The record comes back with the WAN address and PPPoE name of the named connection filled in;
 // an unknown connection leaves both empty.
 void pppoe_wan(Call& call) {
-    ConnectionRecord rec;
+    ZX_APPM_PPPOE_WAN_S rec;
     if (!call.read(rec)) return;
-    std::string name(rec.name, strnlen(rec.name, sizeof rec.name));
+    std::string name = field(rec.acConnName);
     call.service().with_state([&](json_object* state) {
         json_object* connections = nullptr;
         json_object* conn = nullptr;
@@ -114,8 +94,8 @@ void pppoe_wan(Call& call) {
             return;
         const char* wan = member_text(conn, "wanIp");
         const char* pppoe = member_text(conn, "pppoeName");
-        put_text(rec.wanIp, wan ? wan : "");
-        put_text(rec.pppoeName, pppoe ? pppoe : "");
+        put_text(rec.acWanIp, wan ? wan : "");
+        put_text(rec.acPppoeName, pppoe ? pppoe : "");
     });
     call.reply_record(rec);
 }
@@ -127,12 +107,12 @@ void phy_info(Call& call) {
 }
 
 constexpr std::initializer_list<Command> kCommands{
-    {39, "TrafficMonitoringNotice", traffic_notice},
-    {0x47102041, "GetMgtAddress", mgt_address},
-    {0x4710304B, "GetLoid", get_loid},
-    {0x47103053, "GetWlanChannel", wlan_channel},
-    {0x47103054, "GetPppoeNameAndWanIp", pppoe_wan},
-    {0x4710307D, "GetPhyInfo", phy_info},
+    {ZX_APPM_NOTICE_TRAFFIC_MONITOR, "TrafficMonitoringNotice", traffic_notice},
+    {ZX_APPM_RPC_GET_MGT_ADDRESS, "GetMgtAddress", mgt_address},
+    {ZX_APPM_RPC_GET_LOID, "GetLoid", get_loid},
+    {ZX_APPM_RPC_GET_WLAN_CHANNEL, "GetWlanChannel", wlan_channel},
+    {ZX_APPM_RPC_GET_PPPOE_WAN, "GetPppoeNameAndWanIp", pppoe_wan},
+    {ZX_APPM_RPC_GET_PHY_INFO, "GetPhyInfo", phy_info},
 };
 static_assert(commands_sorted(kCommands));
 

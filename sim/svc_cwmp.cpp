@@ -5,31 +5,24 @@
 #include <cstddef>
 
 #include "services.h"
+#include "zx_wire_cwmp.h"
 
 namespace zxsim {
 namespace {
 
-#pragma pack(push, 1)
-struct MgtAddressReply {
-    char address[257];
-    char port[257];  // decimal text
-};
-#pragma pack(pop)
-static_assert(sizeof(MgtAddressReply) == 514 && offsetof(MgtAddressReply, port) == 257);
-
 void mgt_address(Call& call) {
     uint32_t word = 0;
     if (!call.read(word)) return;
-    MgtAddressReply reply{};
+    ZX_CWMP_MGT_ADDR_S reply{};
     std::string address = call.state_text("mgtAddress");
     std::string port = call.state_text("mgtPort");
-    std::memcpy(reply.address, address.data(), std::min(address.size(), sizeof reply.address - 1));
-    std::memcpy(reply.port, port.data(), std::min(port.size(), sizeof reply.port - 1));
+    std::memcpy(reply.acMgtAddr, address.data(), std::min(address.size(), sizeof reply.acMgtAddr - 1));
+    std::memcpy(reply.acMgtPort, port.data(), std::min(port.size(), sizeof reply.acMgtPort - 1));
     call.reply_record(reply);
 }
 
 constexpr std::initializer_list<Command> kCommands{
-    {0x47220007, "GetMgtAddress", mgt_address},
+    {ZX_CWMP_RPC_GET_MGT_ADDRESS, "GetMgtAddress", mgt_address},
 };
 static_assert(commands_sorted(kCommands));
 

@@ -18,54 +18,12 @@
 #include <vector>
 
 #include "services.h"
+#include "zx_wire_tarn.h"
 
 namespace zxsim {
 
 namespace {
 
-// Record naming a shared block in place of a large payload (12 bytes, little-endian).
-#pragma pack(push, 1)
-struct BlockRecord {
-    uint32_t id;
-    uint32_t originalLen;
-    uint32_t storedLen;  // equal to originalLen when the payload was stored uncompressed
-};
-
-struct VpnRequest {
-    char lns[256];
-    char user[64];
-    char password[64];
-    char tunnelName[64];
-    uint16_t port;
-};
-
-struct TrafficRequest {
-    BlockRecord block;
-    char bundle[256];
-};
-
-struct DnsRequest {
-    char domain[256];
-    uint32_t resv;
-};
-
-struct DnsReply {
-    uint32_t ip[64];  // network byte order
-    uint32_t count;
-};
-
-struct PppoeUserReply {
-    uint8_t resv[128];
-    char user[64];
-};
-#pragma pack(pop)
-static_assert(sizeof(BlockRecord) == 12);
-static_assert(sizeof(VpnRequest) == 450 && offsetof(VpnRequest, port) == 448);
-static_assert(sizeof(TrafficRequest) == 268 && offsetof(TrafficRequest, bundle) == 12);
-static_assert(sizeof(DnsRequest) == 260 && sizeof(DnsReply) == 260 && offsetof(DnsReply, count) == 256);
-static_assert(sizeof(PppoeUserReply) == 192);
-
-constexpr size_t kMaxResolved = 64;
 constexpr uint32_t kTunnelUp = 1;
 
 // A fixed text field: up to its first NUL, never past its end.
@@ -130,7 +88,7 @@ private:
 
 // Set-up answers the new tunnel's name.
 void setup_tunnel(Call& call) {
-    VpnRequest req;
+    ZX_TARN_VPN_REQ_S req;
     if (!call.read(req)) return;
     std::string name = call.service().with_state([&req](json_object* state) {
         json_object* next = nullptr;
@@ -139,9 +97,9 @@ void setup_tunnel(Call& call) {
         std::string tunnel = "l2tp" + std::to_string(n);
         json_object* t = json_object_new_object();
         add_text(t, "name", tunnel);
-        add_text(t, "lns", field(req.lns));
-        add_text(t, "user", field(req.user));
-        json_object_object_add(t, "port", json_object_new_int(req.port));
+        add_text(t, "lns", field(req.acLnsAddr));
+        add_text(t, "user", field(req.acPppUser));
+        json_object_object_add(t, "port", json_object_new_int(req.usPort));
         json_object_object_add(t, "status", json_object_new_int64(kTunnelUp));
         json_object_array_add(member(state, "tunnels", json_type_array), t);
         return tunnel;
@@ -159,13 +117,13 @@ bool same_tunnel(json_object* t, const char* nameKey, const std::string& name, c
 
 // Tear-down removes the tunnel; one that does not exist is gone already.
 void teardown_tunnel(Call& call) {
-    VpnRequest req;
+    ZX_TARN_VPN_REQ_S req;
     if (!call.read(req)) return;
     call.service().with_state([&req](json_object* state) {
         json_object* tunnels = member(state, "tunnels", json_type_array);
         for (size_t i = json_object_array_length(tunnels); i-- > 0;)
-            if (same_tunnel(json_object_array_get_idx(tunnels, i), "name", field(req.tunnelName), field(req.lns),
-                            field(req.user)))
+            if (same_tunnel(json_object_array_get_idx(tunnels, i), "name", field(req.acTunnelName), field(req.acLnsAddr),
+                            field(req.acPppUser)))
                 json_object_array_del_idx(tunnels, i, 1);
     });
     call.reply_record(uint32_t{0});
@@ -289,14 +247,14 @@ void dns_forward_statistic(Call& call) {
 
 // The block holds the destination list with its NUL; lists are kept per bundle.
 void traffic_monitoring(Call& call, bool add) {
-    TrafficRequest req;
+    ZX_TARN_TRAFFIC_REQ_S req;
     if (!call.read(req)) return;
     std::vector<uint8_t> payload;
     JsonPtr decoded;
     if (!read_tunnel_block(call, 0, payload, decoded)) return;
     PayloadReader r(payload);
     std::string list = r.text();
-    std::string bundle = field(req.bundle);
+    std::string bundle = field(req.acBundleName);
     add_text(decoded.get(), "bundle", bundle);
     add_text(decoded.get(), "list", list);
     call.set_decoded(std::move(decoded));
@@ -340,27 +298,27 @@ void ont_mac(Call& call) {
 void pppoe_user(Call& call) {
     uint32_t size = 0;
     if (!call.read(size)) return;
-    PppoeUserReply reply{};
+    ZX_TARN_PPPOE_USER_S reply{};
     std::string user = call.state_text("pppoeUserName");
-    std::memcpy(reply.user, user.data(), std::min(user.size(), sizeof reply.user - 1));
+    std::memcpy(reply.acUserName, user.data(), std::min(user.size(), sizeof reply.acUserName - 1));
     call.reply_record(reply);
 }
 
 // The addresses configured for the name in dnsNames, at most 64; none for an unknown name.
 void resolve(Call& call) {
-    DnsRequest req;
+    ZX_TARN_DNS_REQ_S req;
     if (!call.read(req)) return;
-    std::string name = field(req.domain);
-    DnsReply reply{};
+    std::string name = field(req.acDomain);
+    ZX_TARN_DNS_REPLY_S reply{};
     call.service().with_state([&](json_object* state) {
         json_object* addrs = nullptr;
         if (!json_object_object_get_ex(member(state, "dnsNames", json_type_object), name.c_str(), &addrs) ||
             !json_object_is_type(addrs, json_type_array))
             return;
-        for (size_t i = 0; i < json_object_array_length(addrs) && reply.count < kMaxResolved; ++i) {
+        for (size_t i = 0; i < json_object_array_length(addrs) && reply.uiNum < ZX_TARN_MAX_RESOLVED; ++i) {
             in_addr a{};
             if (inet_pton(AF_INET, json_object_get_string(json_object_array_get_idx(addrs, i)), &a) == 1)
-                reply.ip[reply.count++] = a.s_addr;
+                reply.auiIpAddr[reply.uiNum++] = a.s_addr;
         }
     });
     call.set_decoded([&] {
@@ -372,47 +330,47 @@ void resolve(Call& call) {
 }
 
 constexpr std::initializer_list<Command> kCommands{
-    {0x4730B000, "ResolveDomain", resolve},
-    {0x48304170, "AddDnsForward", dns_forward_add},
-    {0x48304171, "DelDnsForward", dns_forward_del},
-    {0x48304172, "GetDnsForwardStatistic", dns_forward_statistic},
-    {0x48304173, "AddTrafficMonitoring", traffic_add},
-    {0x48304174, "DelTrafficMonitoring", traffic_del},
-    {0x48304180, "SetupVpn", setup_tunnel},
-    {0x48304181, "DisconnectVpn", teardown_tunnel},
-    {0x48304182, "AddVpnAddress", vpn_address_add},
-    {0x48304183, "DelVpnAddress", vpn_address_del},
-    {0x48304184, "GetWanIp", wan_ip},
-    {0x48304185, "GetOntMac", ont_mac},
-    {0x48304186, "GetPppoeUserName", pppoe_user},
-    {0x48304187, "GetTunnelStatus", tunnel_status},
+    {ZX_TARN_RPC_RESOLVE_DOMAIN, "ResolveDomain", resolve},
+    {ZX_TARN_RPC_DNS_FORWARD_ADD, "AddDnsForward", dns_forward_add},
+    {ZX_TARN_RPC_DNS_FORWARD_DEL, "DelDnsForward", dns_forward_del},
+    {ZX_TARN_RPC_DNS_FORWARD_STATISTIC, "GetDnsForwardStatistic", dns_forward_statistic},
+    {ZX_TARN_RPC_TRAFFIC_MONITOR_ADD, "AddTrafficMonitoring", traffic_add},
+    {ZX_TARN_RPC_TRAFFIC_MONITOR_DEL, "DelTrafficMonitoring", traffic_del},
+    {ZX_TARN_RPC_VPN_SETUP, "SetupVpn", setup_tunnel},
+    {ZX_TARN_RPC_VPN_TEARDOWN, "DisconnectVpn", teardown_tunnel},
+    {ZX_TARN_RPC_VPN_ADDR_ADD, "AddVpnAddress", vpn_address_add},
+    {ZX_TARN_RPC_VPN_ADDR_DEL, "DelVpnAddress", vpn_address_del},
+    {ZX_TARN_RPC_GET_WAN_IP, "GetWanIp", wan_ip},
+    {ZX_TARN_RPC_GET_ONT_MAC, "GetOntMac", ont_mac},
+    {ZX_TARN_RPC_GET_PPPOE_USER, "GetPppoeUserName", pppoe_user},
+    {ZX_TARN_RPC_GET_TUNNEL_STATUS, "GetTunnelStatus", tunnel_status},
 };
 static_assert(commands_sorted(kCommands));
 
 }  // namespace
 
 bool read_tunnel_block(Call& call, size_t offset, std::vector<uint8_t>& payload, JsonPtr& decoded) {
-    BlockRecord rec;
+    TunnelVDataRecord rec;
     if (!call.read(rec, offset)) return false;
     decoded.reset(json_object_new_object());
     json_object* block = json_object_new_object();
-    json_object_object_add(block, "id", json_object_new_int64(rec.id));
-    json_object_object_add(block, "originalLen", json_object_new_int64(rec.originalLen));
-    json_object_object_add(block, "storedLen", json_object_new_int64(rec.storedLen));
-    json_object_object_add(block, "compressed", json_object_new_boolean(rec.storedLen != rec.originalLen));
+    json_object_object_add(block, "id", json_object_new_int64(rec.uivDataID));
+    json_object_object_add(block, "originalLen", json_object_new_int64(rec.uiOriginalLen));
+    json_object_object_add(block, "storedLen", json_object_new_int64(rec.uiCompressedLen));
+    json_object_object_add(block, "compressed", json_object_new_boolean(rec.uiCompressedLen != rec.uiOriginalLen));
     json_object_object_add(decoded.get(), "block", block);
 
-    std::vector<uint8_t> stored(rec.storedLen);
-    uint32_t status = ZX_VDATA_ReadData(rec.id, rec.storedLen, stored.data());
+    std::vector<uint8_t> stored(rec.uiCompressedLen);
+    uint32_t status = ZX_VDATA_ReadData(rec.uivDataID, rec.uiCompressedLen, stored.data());
     // The reader owns the block: it is freed whether or not it could be read.
-    uint32_t freed = ZX_VDATA_FreeShm(rec.id);
+    uint32_t freed = ZX_VDATA_FreeShm(rec.uivDataID);
     if (status == ZX_OK) status = freed;
-    if (status == ZX_OK && rec.storedLen != rec.originalLen) {
-        payload.assign(rec.originalLen, 0);
-        if (ZX_OS_DecompressedLen(stored.data()) != rec.originalLen)
+    if (status == ZX_OK && rec.uiCompressedLen != rec.uiOriginalLen) {
+        payload.assign(rec.uiOriginalLen, 0);
+        if (ZX_OS_DecompressedLen(stored.data()) != rec.uiOriginalLen)
             status = ZX_ERR_CORRUPT;
         else
-            status = ZX_OS_Decompress(stored.data(), payload.data(), rec.originalLen);
+            status = ZX_OS_Decompress(stored.data(), payload.data(), rec.uiOriginalLen);
     } else {
         payload = std::move(stored);
     }

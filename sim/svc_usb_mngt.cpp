@@ -4,40 +4,22 @@
 
 #include "services.h"
 #include "usb_devices.h"
+#include "zx_wire_usb_mngt.h"
 
 namespace zxsim {
 namespace {
-
-#pragma pack(push, 1)
-struct PluginRequest {
-    uint32_t type;
-    char plugId[128];
-};
-struct ReasonReply {
-    int32_t result;
-    char reason[64];
-};
-struct OpenReply {
-    int32_t result;
-    char path[32];
-    char reason[64];
-};
-#pragma pack(pop)
-static_assert(sizeof(PluginRequest) == 132 && offsetof(PluginRequest, plugId) == 4);
-static_assert(sizeof(ReasonReply) == 68 && offsetof(ReasonReply, reason) == 4);
-static_assert(sizeof(OpenReply) == 100 && offsetof(OpenReply, path) == 4 && offsetof(OpenReply, reason) == 36);
 
 template <size_t N>
 void put_text(char (&dst)[N], const std::string& text) {
     std::memcpy(dst, text.data(), std::min(text.size(), N - 1));
 }
 
-std::string plug_id(const PluginRequest& req) { return std::string(req.plugId, strnlen(req.plugId, sizeof req.plugId)); }
+std::string plug_id(const ZX_USB_PLUGIN_REQ_S& req) { return std::string(req.acPlugId, strnlen(req.acPlugId, sizeof req.acPlugId)); }
 
 void answer(Call& call, const UsbOutcome& outcome) {
-    ReasonReply reply{};
-    reply.result = outcome.result;
-    put_text(reply.reason, outcome.reason);
+    ZX_WIRE_RESULT_REASON_S reply{};
+    reply.iResult = outcome.result;
+    put_text(reply.acFailReason, outcome.reason);
     call.reply_record(reply);
 }
 
@@ -46,21 +28,21 @@ void open_device(Call& call) {
     if (!call.read(devId)) return;
     std::string path;
     UsbOutcome outcome = usb_open(call.service(), call.request().callerPid, devId, path);
-    OpenReply reply{};
-    reply.result = outcome.result;
-    put_text(reply.path, path);
-    put_text(reply.reason, outcome.reason);
+    ZX_USB_OPEN_REPLY_S reply{};
+    reply.iResult = outcome.result;
+    put_text(reply.acDevPath, path);
+    put_text(reply.acFailReason, outcome.reason);
     call.reply_record(reply);
 }
 
 void register_plugin(Call& call) {
-    PluginRequest req;
+    ZX_USB_PLUGIN_REQ_S req;
     if (!call.read(req)) return;
-    answer(call, usb_register(call.service(), call.request().callerPid, plug_id(req), req.type));
+    answer(call, usb_register(call.service(), call.request().callerPid, plug_id(req), req.uiDevType));
 }
 
 void unregister_plugin(Call& call) {
-    PluginRequest req;
+    ZX_USB_PLUGIN_REQ_S req;
     if (!call.read(req)) return;
     answer(call, usb_unregister(call.service(), plug_id(req)));
 }
@@ -83,9 +65,12 @@ void unregister_all(Call& call) {
 }
 
 constexpr std::initializer_list<Command> kCommands{
-    {0x4710303F, "UsbOpen", open_device},       {0x47103041, "UsbRegister", register_plugin},
-    {0x47103042, "UsbUnregister", unregister_plugin}, {0x47103043, "UsbLock", lock_device},
-    {0x47103044, "UsbUnLock", unlock_device},   {0x47103076, "UsbUnregisterAll", unregister_all},
+    {ZX_USB_RPC_OPEN, "UsbOpen", open_device},
+    {ZX_USB_RPC_REGISTER, "UsbRegister", register_plugin},
+    {ZX_USB_RPC_UNREGISTER, "UsbUnregister", unregister_plugin},
+    {ZX_USB_RPC_LOCK, "UsbLock", lock_device},
+    {ZX_USB_RPC_UNLOCK, "UsbUnLock", unlock_device},
+    {ZX_USB_RPC_UNREGISTER_ALL, "UsbUnregisterAll", unregister_all},
 };
 static_assert(commands_sorted(kCommands));
 
