@@ -1,19 +1,5 @@
-// The "osgi_proxy" service: the bundle manager of the plug-in framework.
-//
-// It installs a bundle from a package file (which must exist and have the size the request
-// names), reports the install's progress for installMs milliseconds, then holds the bundle as
-// RESOLVED, or ACTIVE when the request asked for a start. start, stop, uninstall and the factory
-// reset ("FactoryPlugin") change the states; cancel ends an install in progress. Refusals come
-// back as the bundle manager's own codes in the reply word, with the call itself successful.
-//
-// State members:
-//   installMs    length of an install in milliseconds (default 3000)
-//   persistFile  gateway path where installed bundles are kept across restarts ("" or absent: not)
-//   bundles      {"name": {"version", "state"}} of the installed bundles
-//   installs     {"name": {"beginMs", "start", "version", "phase"}}: each install this process
-//                saw, "installing", "done" or "cancelled"; the progress query reads them
-// An install's end is applied when the next request arrives, so the state read over the control
-// socket may still show an install that has run its time.
+// "osgi_proxy": the bundles: install (with its progress), cancel, start, stop, uninstall, reset and
+// the state query.
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
@@ -22,10 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "services.h"
+#include "families.h"
+#include "record_util.h"
+#include "zx_host.h"
 #include "zx_wire_osgi_proxy.h"
 
-namespace zxsim {
+namespace zxsim::osgi_proxy {
 namespace {
 
 // The bundle manager's codes (the plug-in platform turns them into its small negative results).
@@ -49,49 +37,13 @@ constexpr const char* kResolved = "RESOLVED";
 constexpr const char* kInstalling = "INSTALLING";
 constexpr const char* kUninstalled = "UNINSTALLED";
 
-template <size_t N>
-std::string field(const char (&f)[N]) {
-    return std::string(f, strnlen(f, N));
-}
-
-template <size_t N>
-void put(char (&dst)[N], const std::string& text) {
-    std::memcpy(dst, text.data(), std::min(text.size(), N - 1));
-}
-
 int64_t now_ms() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
 
 // Member `key` of obj, created as an empty object when missing.
-json_object* object_member(json_object* obj, const char* key) {
-    json_object* v = nullptr;
-    if (json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_object)) return v;
-    v = json_object_new_object();
-    json_object_object_add(obj, key, v);
-    return v;
-}
-
-json_object* child(json_object* obj, const std::string& key) {
-    json_object* v = nullptr;
-    return json_object_object_get_ex(obj, key.c_str(), &v) ? v : nullptr;
-}
-
-std::string text_of(json_object* obj, const char* key) {
-    const char* t = member_text(obj, key);
-    return t ? t : "";
-}
-
-int64_t int_of(json_object* obj, const char* key, int64_t fallback) {
-    json_object* v = nullptr;
-    return json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_int) ? json_object_get_int64(v)
-                                                                                           : fallback;
-}
-
-void add_text(json_object* obj, const char* key, const std::string& text) {
-    json_object_object_add(obj, key, json_object_new_string(text.c_str()));
-}
+json_object* object_member(json_object* obj, const char* key) { return member(obj, key, json_type_object); }
 
 void set_bundle(json_object* state, const std::string& name, const std::string& version, const char* bundleState) {
     json_object* b = json_object_new_object();
@@ -407,9 +359,6 @@ static_assert(commands_sorted(kCommands));
 
 }  // namespace
 
-const ServiceDef& osgi_proxy_service() {
-    static const ServiceDef kDef{"osgi_proxy", {kCommands.begin(), kCommands.size()}};
-    return kDef;
-}
+extern const CommandFamily kBundlesFamily{"bundles", {kCommands.begin(), kCommands.size()}};
 
-}  // namespace zxsim
+}  // namespace zxsim::osgi_proxy

@@ -1,25 +1,21 @@
-// The "usb_mngt" service: USB management. Devices, their terminals and ownership are in
-// usb_devices.h; the state's "devices" list defines them.
-#include <algorithm>
+// "usb_mngt": USB device access (registration, locks, the device file of a device id). Devices,
+// their terminals and ownership are in usb_devices.h.
+#include <string>
 
-#include "services.h"
+#include "families.h"
+#include "record_util.h"
 #include "usb_devices.h"
 #include "zx_wire_usb_mngt.h"
 
-namespace zxsim {
+namespace zxsim::usb_mngt {
 namespace {
 
-template <size_t N>
-void put_text(char (&dst)[N], const std::string& text) {
-    std::memcpy(dst, text.data(), std::min(text.size(), N - 1));
-}
-
-std::string plug_id(const ZX_USB_PLUGIN_REQ_S& req) { return std::string(req.acPlugId, strnlen(req.acPlugId, sizeof req.acPlugId)); }
+std::string plug_id(const ZX_USB_PLUGIN_REQ_S& req) { return field(req.acPlugId); }
 
 void answer(Call& call, const UsbOutcome& outcome) {
     ZX_WIRE_RESULT_REASON_S reply{};
     reply.iResult = outcome.result;
-    put_text(reply.acFailReason, outcome.reason);
+    put(reply.acFailReason, outcome.reason);
     call.reply_record(reply);
 }
 
@@ -30,8 +26,8 @@ void open_device(Call& call) {
     UsbOutcome outcome = usb_open(call.service(), call.request().callerPid, devId, path);
     ZX_USB_OPEN_REPLY_S reply{};
     reply.iResult = outcome.result;
-    put_text(reply.acDevPath, path);
-    put_text(reply.acFailReason, outcome.reason);
+    put(reply.acDevPath, path);
+    put(reply.acFailReason, outcome.reason);
     call.reply_record(reply);
 }
 
@@ -76,9 +72,6 @@ static_assert(commands_sorted(kCommands));
 
 }  // namespace
 
-const ServiceDef& usb_mngt_service() {
-    static const ServiceDef kDef{"usb_mngt", {kCommands.begin(), kCommands.size()}};
-    return kDef;
-}
+extern const CommandFamily kDevicesFamily{"devices", {kCommands.begin(), kCommands.size()}};
 
-}  // namespace zxsim
+}  // namespace zxsim::usb_mngt
