@@ -18,7 +18,7 @@
 
 /* Device information. */
 #define ZX_APPM_RPC_GET_MGT_ADDRESS 0x47102041u /* answers the management address (offset 305) and port (562) */
-#define ZX_APPM_RPC_GET_LOID 0x4710304Bu        /* answers the LOID as plain text */
+#define ZX_APPM_RPC_GET_LOID 0x4710304Bu        /* answers the LOID as text; asked with a zero word */
 #define ZX_APPM_RPC_GET_WLAN_CHANNEL 0x47103053u /* answers the WLAN channel number as a word */
 #define ZX_APPM_RPC_GET_PPPOE_WAN 0x47103054u   /* fills in the WAN address and PPPoE name of a named connection */
 #define ZX_APPM_RPC_GET_PHY_INFO 0x4710307Du    /* answers the physical device information as text */
@@ -31,7 +31,7 @@
 #define ZX_APPM_RPC_LAN_SET_DEV_STATS_STATUS 0x4710304Du     /* switches per-device statistics on or off */
 #define ZX_APPM_RPC_LAN_GET_PORT_STATUS 0x4710304Fu          /* answers the LAN ports' status as JSON */
 #define ZX_APPM_RPC_LAN_GET_DEV_BANDWIDTH 0x47103050u        /* answers the devices' bandwidth as JSON */
-#define ZX_APPM_RPC_LAN_GET_DEV_MAX_BANDWIDTH 0x47103051u    /* answers a device's bandwidth limits (MAC text) as JSON */
+#define ZX_APPM_RPC_LAN_GET_DEV_MAX_BANDWIDTH 0x47103051u    /* answers a device's (MAC text) limits as JSON */
 #define ZX_APPM_RPC_LAN_SET_DEV_MAX_BANDWIDTH 0x47103052u    /* sets a device's two bandwidth limits, answers JSON */
 
 /* WAN and NAT. */
@@ -51,7 +51,7 @@
 /* LEDs, platform connection and cloud. */
 #define ZX_APPM_RPC_GET_CLOUD_STATUS 0x4710306Cu          /* answers the cloud registration status as a word */
 #define ZX_APPM_RPC_SET_LED_STATE 0x4710306Eu             /* sets an LED's colour and blink timing, answers text */
-#define ZX_APPM_RPC_NOTIFY_PLATFORM_CONNECT_STATE 0x47103084u /* takes the service platform's connection state; no reply */
+#define ZX_APPM_RPC_NOTIFY_PLATFORM_CONNECT_STATE 0x47103084u /* takes the platform connection state; no reply */
 
 /* Media-file scanner. */
 #define ZX_APPM_RPC_SET_FILES_SCAN_SWITCH 0x47103056u /* switches the media-file scanner, answers a text */

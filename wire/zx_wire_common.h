@@ -5,12 +5,15 @@
  * command one id. All records are packed and little-endian (the gateway's byte order), and every
  * size and field offset is checked at compile time, in C and in C++.
  *
- * Naming: command ids are ZX_<SERVICE>_RPC_<OPERATION>, records ZX_<SERVICE>_<NAME>_S, endpoint
- * names ZX_<SERVICE>_ENDPOINT, with SERVICE one of TARN, APPM, CWMP, WIFI, ZEL, VOICE, USB
- * ("usb_mngt"), OSGI ("osgi_proxy") and EVENT (the event centre). A few names are the services'
- * own and kept as they spell them (TunnelVDataRecord, PluginVDataRecord,
+ * Naming: command ids of calls are ZX_<SERVICE>_RPC_<OPERATION>, of one-way messages
+ * ZX_<SERVICE>_NOTICE_<WHAT>, event ids ZX_EVENT_<WHAT>; records are ZX_<SERVICE>_<NAME>_S with
+ * type-prefixed fields (uiCount, acBundleName), endpoint names ZX_<SERVICE>_ENDPOINT. SERVICE is
+ * one of TARN, APPM ("app_m"), CWMP, WIFI, ZEL, VOICE, USB ("usb_mngt"), OSGI ("osgi_proxy") and
+ * EVENT (the event centre); records several services share are ZX_WIRE_<NAME>_S. A few names are
+ * the services' own and kept as they spell them (TunnelVDataRecord, PluginVDataRecord,
  * ZX_WIFI_JNI_RPC_GET_WLANHOSTINFO). The 84-byte routing header in front of every call is the
- * platform's ZX_MSG_HEAD_S (zx_msg.h).
+ * platform's ZX_MSG_HEAD_S (zx_msg.h). A request or reply that is one 32-bit word or a text has
+ * no record; the comment of its id says so where it matters.
  */
 #ifndef ZX_WIRE_COMMON_H
 #define ZX_WIRE_COMMON_H

@@ -11,19 +11,20 @@
 
 #define ZX_TARN_ENDPOINT "tarn"
 
-/* Tunnel and device-information API. */
-#define ZX_TARN_RPC_DNS_FORWARD_ADD 0x48304170u       /* adds the domains of a block (domains, server) as forwarding rules */
+/* Tunnel and device-information API. The WAN address, MAC and PPPoE user are asked with the
+ * caller's buffer size as a word. */
+#define ZX_TARN_RPC_DNS_FORWARD_ADD 0x48304170u       /* adds a block's domains (domains, server) as forwarding rules */
 #define ZX_TARN_RPC_DNS_FORWARD_DEL 0x48304171u       /* removes the forwarding rules of the domains in a block */
-#define ZX_TARN_RPC_DNS_FORWARD_STATISTIC 0x48304172u /* answers how many queries went to a server (address text) */
+#define ZX_TARN_RPC_DNS_FORWARD_STATISTIC 0x48304172u /* answers a server's (text) forwarded queries, a word */
 #define ZX_TARN_RPC_TRAFFIC_MONITOR_ADD 0x48304173u   /* starts monitoring a bundle's destination list */
 #define ZX_TARN_RPC_TRAFFIC_MONITOR_DEL 0x48304174u   /* stops monitoring a bundle's destination list */
 #define ZX_TARN_RPC_VPN_SETUP 0x48304180u             /* brings an L2TP tunnel up and answers its name */
 #define ZX_TARN_RPC_VPN_TEARDOWN 0x48304181u          /* tears a tunnel down (by name, or by server and user) */
 #define ZX_TARN_RPC_VPN_ADDR_ADD 0x48304182u          /* adds a block's address list to a tunnel's dest or src list */
 #define ZX_TARN_RPC_VPN_ADDR_DEL 0x48304183u          /* removes a block's address list from a tunnel */
-#define ZX_TARN_RPC_GET_WAN_IP 0x48304184u            /* answers the internet WAN address as text in 512 bytes */
+#define ZX_TARN_RPC_GET_WAN_IP 0x48304184u            /* answers the WAN address as text in 512 bytes */
 #define ZX_TARN_RPC_GET_ONT_MAC 0x48304185u           /* answers the device MAC as text */
-#define ZX_TARN_RPC_GET_PPPOE_USER 0x48304186u        /* answers the PPPoE user name at offset 128 of 192 bytes */
+#define ZX_TARN_RPC_GET_PPPOE_USER 0x48304186u        /* answers the PPPoE user at 128 of 192 bytes */
 #define ZX_TARN_RPC_GET_TUNNEL_STATUS 0x48304187u     /* answers the status word of a tunnel named by a text */
 #define ZX_TARN_RPC_RESOLVE_DOMAIN 0x4730B000u        /* resolves a domain to up to 64 IPv4 addresses */
 
@@ -36,8 +37,8 @@
 #define ZX_TARN_RPC_HTTP_FORWARD_STOP 0x47307060u                     /* stops forwarding */
 #define ZX_TARN_RPC_HTTP_FORWARD_ADD_AUTH 0x47307061u                 /* admits one source address (text, no NUL) */
 #define ZX_TARN_RPC_HTTP_FORWARD_SET_ALWAYS_FORWARD_RULE 0x47307062u  /* always redirects one destination to a port */
-#define ZX_TARN_RPC_HTTP_FORWARD_SET_DEFAULT_FORWARD_RULE 0x47307063u /* sets the default port and SSID, starting forwarding */
-#define ZX_TARN_RPC_HTTP_FORWARD_ADD_WHITENAME_LIST 0x47307064u       /* never redirects one destination (text, no NUL) */
+#define ZX_TARN_RPC_HTTP_FORWARD_SET_DEFAULT_FORWARD_RULE 0x47307063u /* sets default port and SSID; starts */
+#define ZX_TARN_RPC_HTTP_FORWARD_ADD_WHITENAME_LIST 0x47307064u       /* never redirects a destination (text) */
 
 /* The list-kind word of an address-list payload. */
 #define ZX_TARN_VPN_LIST_DEST 0u
