@@ -8,7 +8,6 @@ namespace {
 constexpr const char* kFile = "../velm/zx_velm_jni_api";
 constexpr uint32_t kLevel = 249;
 
-
 // Bundle-manager codes and the results Java sees. Irregular on purpose: -2, -16 and -26 never
 // occur, two codes share -9 and three share -100.
 struct CodeRow {
