@@ -19,7 +19,7 @@ using zxtrace::operator""_ln;
 namespace {
 
 constexpr uint32_t kGeneral = 0xFFFFFFFFu;
-constexpr const char* kBundleManager = "osgi_proxy";
+constexpr const char* kBundleManager = ZX_OSGI_ENDPOINT;
 
 // The entry text; like the other classes' it lacks the maker segment of the exported symbol.
 void trace_entry(const char* method, Line line) {
@@ -84,7 +84,7 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_opco_wa
     JNIEnv* env, jobject, jstring packagePath, jstring fileSize, jstring startAction, jstring pluginName,
     jint wanIndex) {
     trace_entry("install", 2379_ln);
-    OSGI_JNI_INSTALL_REQ_S req;
+    ZX_OSGI_INSTALL_REQ_S req;
     ZX_OS_MemSet_S(&req, sizeof req, 0, sizeof req);
     JavaText path(env, packagePath);
     JavaText size(env, fileSize);
@@ -113,7 +113,7 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_opco_wa
                        req.uiFileSize, req.uiStartFlag, req.uiWanIndex);
     (void)OSGI_JNI_Log_Record("Install", req.acPluginName);
     uint32_t reply = 0;
-    code = OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, OSGI_JNI_MSG_INSTALL, &req, sizeof req, &reply, sizeof reply);
+    code = OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, ZX_OSGI_RPC_INSTALL, &req, sizeof req, &reply, sizeof reply);
     return word_result(code, reply, 2442_ln, 2446_ln);
 }
 
@@ -121,7 +121,7 @@ extern "C" JNIEXPORT jint JNICALL
 Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_cancelInstall(JNIEnv* env, jobject,
                                                                                                jstring bundleName) {
     trace_entry("cancelInstall", 2335_ln);
-    OSGI_JNI_CANCEL_REQ_S req;
+    ZX_OSGI_CANCEL_REQ_S req;
     ZX_OS_MemSet_S(&req, sizeof req, 0, sizeof req);
     JavaText name(env, bundleName);
     if (!name) {
@@ -133,7 +133,7 @@ Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI
     (void)OSGI_JNI_Log_Record("Install_cancel", req.acBundleName);
     uint32_t reply = 0;
     uint32_t code =
-        OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, OSGI_JNI_MSG_CANCEL_INSTALL, &req, sizeof req, &reply, sizeof reply);
+        OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, ZX_OSGI_RPC_CANCEL_INSTALL, &req, sizeof req, &reply, sizeof reply);
     return word_result(code, reply, 2354_ln, 2358_ln);
 }
 
@@ -176,7 +176,7 @@ Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI
         ZX_VDATA_FreeShm(request.uivDataID);  // nobody will read the names
         return OSGI_JNI_FaultStrBuild(env, ZX_JNI_ERR_OSGI_DOWN);
     }
-    code = OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, OSGI_JNI_MSG_QUERY_STATE, &request, sizeof request, &reply,
+    code = OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, ZX_OSGI_RPC_QUERY_STATE, &request, sizeof request, &reply,
                                       sizeof reply);
     if (code != 0) {
         kBaseService.last_word(2492_ln, code);
@@ -189,8 +189,8 @@ extern "C" JNIEXPORT jstring JNICALL
 Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_queryInstallProcess(
     JNIEnv* env, jobject, jstring pluginName) {
     trace_entry("queryInstallProcess", 2512_ln);
-    OSGI_JNI_PROCESS_REQ_S req;
-    OSGI_JNI_PROCESS_REPLY_S reply;
+    ZX_OSGI_PROCESS_REQ_S req;
+    ZX_OSGI_PROCESS_REPLY_S reply;
     ZX_OS_MemSet_S(&req, sizeof req, 0, sizeof req);
     ZX_OS_MemSet_S(&reply, sizeof reply, 0, sizeof reply);
     JavaText name(env, pluginName);
@@ -201,7 +201,7 @@ Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI
     copy_name(req.acPluginName, name.get());
     name.reset();
     kBaseService.trace(2528_ln, "acPluginName:%s\r\n", req.acPluginName);
-    uint32_t code = OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, OSGI_JNI_MSG_INSTALL_PROCESS, &req, sizeof req, &reply,
+    uint32_t code = OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, ZX_OSGI_RPC_INSTALL_PROCESS, &req, sizeof req, &reply,
                                                sizeof reply);
     if (code != 0) {
         kBaseService.last_word(2535_ln, kGeneral, code, reply.uiStatus, 0, 0);

@@ -4,6 +4,7 @@
 
 #include "trace_unit.h"
 #include "zx_bridge.h"
+#include "zx_wire.h"
 
 namespace {
 
@@ -21,17 +22,17 @@ struct Wrapper {
 
 using zxtrace::kL2tpApi, zxtrace::kVelmApi, zxtrace::kZelApi, zxtrace::operator""_ln;
 
-constexpr Wrapper kL2tpTarn{"tarn", 216, 5000, false, FailureRecord::Short, &kL2tpApi, 127_ln};
-constexpr Wrapper kL2tpAppm{"app_m", 222, 5000, false, FailureRecord::Short, &kL2tpApi, 201_ln};
-constexpr Wrapper kL2tpCwmp{"cwmp", 15, 5000, false, FailureRecord::Short, &kL2tpApi, 223_ln};
-constexpr Wrapper kZel{"zel", 138, 5000, false, FailureRecord::Long, &kVelmApi, 121_ln};
-constexpr Wrapper kTern{"tarn", 48, 5000, false, FailureRecord::Long, &kVelmApi, 159_ln};
-constexpr Wrapper kVoice{"voice", 0, 30000, false, FailureRecord::Long, &kVelmApi, 195_ln};
-constexpr Wrapper kAppm{"app_m", 249, 30000, false, FailureRecord::Short, &kVelmApi, 232_ln};
-constexpr Wrapper kUsb{"usb_mngt", 0, 30000, false, FailureRecord::Short, &kVelmApi, 254_ln};
+constexpr Wrapper kL2tpTarn{ZX_TARN_ENDPOINT, 216, 5000, false, FailureRecord::Short, &kL2tpApi, 127_ln};
+constexpr Wrapper kL2tpAppm{ZX_APPM_ENDPOINT, 222, 5000, false, FailureRecord::Short, &kL2tpApi, 201_ln};
+constexpr Wrapper kL2tpCwmp{ZX_CWMP_ENDPOINT, 15, 5000, false, FailureRecord::Short, &kL2tpApi, 223_ln};
+constexpr Wrapper kZel{ZX_ZEL_ENDPOINT, 138, 5000, false, FailureRecord::Long, &kVelmApi, 121_ln};
+constexpr Wrapper kTern{ZX_TARN_ENDPOINT, 48, 5000, false, FailureRecord::Long, &kVelmApi, 159_ln};
+constexpr Wrapper kVoice{ZX_VOICE_ENDPOINT, 0, 30000, false, FailureRecord::Long, &kVelmApi, 195_ln};
+constexpr Wrapper kAppm{ZX_APPM_ENDPOINT, 249, 30000, false, FailureRecord::Short, &kVelmApi, 232_ln};
+constexpr Wrapper kUsb{ZX_USB_ENDPOINT, 0, 30000, false, FailureRecord::Short, &kVelmApi, 254_ln};
 // Deliberately "usb_mngt": the USB device natives are served by the USB management process.
-constexpr Wrapper kOsgiUsb{"usb_mngt", 0, 30000, true, FailureRecord::None, nullptr, zxtrace::Line(0)};
-constexpr Wrapper kZelWifi{"wifi", 141, 5000, false, FailureRecord::Short, &kZelApi, 95_ln};
+constexpr Wrapper kOsgiUsb{ZX_USB_ENDPOINT, 0, 30000, true, FailureRecord::None, nullptr, zxtrace::Line(0)};
+constexpr Wrapper kZelWifi{ZX_WIFI_ENDPOINT, 141, 5000, false, FailureRecord::Short, &kZelApi, 95_ln};
 
 uint32_t call(const Wrapper& w, uint32_t msgId, const void* req, uint32_t reqLen, void* reply, uint32_t replyLen) {
     uint32_t scratchReply = 0;

@@ -9,6 +9,7 @@
 #include <stdint.h>
 
 #include "zx_platform.h"
+#include "zx_wire_vdata.h"
 
 #define ZX_BRIDGE_EXPORT __attribute__((visibility("default")))
 
@@ -16,31 +17,6 @@
 extern "C" {
 #endif
 
-/* Record sent in place of a tunnel-API payload held in a shared block. */
-#pragma pack(push, 1)
-typedef struct {
-    uint32_t uivDataID;       /* block id */
-    uint32_t uiOriginalLen;   /* length before compression */
-    uint32_t uiCompressedLen; /* bytes stored in the block; equal to uiOriginalLen when stored as is */
-} TunnelVDataRecord;
-
-/* Record sent in place of a plug-in payload held in a shared block (always compressed). */
-typedef struct {
-    uint32_t uivDataID;   /* block id */
-    uint32_t uiStoredLen; /* compressed size */
-} PluginVDataRecord;
-#pragma pack(pop)
-
-#ifdef __cplusplus
-static_assert(sizeof(TunnelVDataRecord) == 12, "tunnel block record is 12 bytes");
-static_assert(__builtin_offsetof(TunnelVDataRecord, uiOriginalLen) == 4, "original length at 4");
-static_assert(__builtin_offsetof(TunnelVDataRecord, uiCompressedLen) == 8, "stored length at 8");
-static_assert(sizeof(PluginVDataRecord) == 8, "plug-in block record is 8 bytes");
-static_assert(__builtin_offsetof(PluginVDataRecord, uiStoredLen) == 4, "stored length at 4");
-#endif
-
-#define ZX_VDATA_COMPRESS_THRESHOLD 2048u   /* tunnel payloads longer than this are compressed */
-#define ZX_VDATA_PLUGIN_CAPACITY 43216u     /* plug-in blocks decompress into this many bytes */
 #define ZX_JNI_ERR_NOMEM 0xF7108001u        /* working memory could not be allocated */
 
 /* Remote calls: one destination process, tag word and time-out each. A NULL reply is replaced

@@ -112,7 +112,7 @@ uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, ui
                        static_cast<int32_t>(record.uivDataID));
     payload.free_at(k.lineFree);
     uint32_t reply = 0;
-    code = L2TP_MSG_RpcCall_JNI(isDelete ? ZX_TARN_MSG_VPN_ADDR_DEL : ZX_TARN_MSG_VPN_ADDR_ADD, &record,
+    code = L2TP_MSG_RpcCall_JNI(isDelete ? ZX_TARN_RPC_VPN_ADDR_DEL : ZX_TARN_RPC_VPN_ADDR_ADD, &record,
                                 sizeof record, &reply, sizeof reply);
     if (code != 0) kL2tpApi.last_word(k.lineCall, code);
     return code;
@@ -161,8 +161,8 @@ uint32_t send_dns_payload(const DnsLines& k, zxjni::PlatformBuffer& payload, uin
     return code;
 }
 
-constexpr DnsLines kDnsAdd{872, 875_ln, 888_ln, 889, 893, 896_ln, ZX_TARN_MSG_DNS_FWD_ADD};
-constexpr DnsLines kDnsDel{935, 938_ln, 950_ln, 951, 955, 958_ln, ZX_TARN_MSG_DNS_FWD_DEL};
+constexpr DnsLines kDnsAdd{872, 875_ln, 888_ln, 889, 893, 896_ln, ZX_TARN_RPC_DNS_FORWARD_ADD};
+constexpr DnsLines kDnsDel{935, 938_ln, 950_ln, 951, 955, 958_ln, ZX_TARN_RPC_DNS_FORWARD_DEL};
 
 // ---------------------------------------------------------------------------------------------
 // Device information
@@ -179,7 +179,7 @@ uint32_t get_mgt_address(char (&address)[257], uint32_t& port) {
     uint32_t request = 0;
     if (ZX_Feature_IsSupportByFeatureName("FT_CWMP_OPCO_RMS") == 1) {
         ZX_CWMP_MGT_ADDR_S reply{};
-        uint32_t code = L2TP_CWMP_MSG_RpcCall(ZX_CWMP_MSG_MGT_ADDRESS, &request, sizeof request, &reply, sizeof reply);
+        uint32_t code = L2TP_CWMP_MSG_RpcCall(ZX_CWMP_RPC_GET_MGT_ADDRESS, &request, sizeof request, &reply, sizeof reply);
         if (code != 0) {
             kL2tpApi.last_word(1211_ln, code);
             return code;
@@ -198,7 +198,7 @@ uint32_t get_mgt_address(char (&address)[257], uint32_t& port) {
     }
     auto* reply = reinterpret_cast<ZX_APPM_MGT_ADDR_S*>(block.get());
     uint32_t code =
-        L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_MGT_ADDRESS, &request, sizeof request, reply, sizeof(ZX_APPM_MGT_ADDR_S));
+        L2TP_APPM_MSG_RpcCall(ZX_APPM_RPC_GET_MGT_ADDRESS, &request, sizeof request, reply, sizeof(ZX_APPM_MGT_ADDR_S));
     if (code != 0) {
         kL2tpApi.last_word(1227_ln, code);
         block.free_at(1228);
@@ -214,7 +214,7 @@ uint32_t get_mgt_address(char (&address)[257], uint32_t& port) {
 uint32_t resolve(const char* domain, ZX_TARN_DNS_REPLY_S& reply) {
     ZX_TARN_DNS_REQ_S request{};
     ZX_OS_StrNCpy_S(request.acDomain, sizeof request.acDomain, domain, sizeof request.acDomain - 1);
-    return L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_DNS_RESOLVE, &request, sizeof request, &reply, sizeof reply);
+    return L2TP_MSG_RpcCall_JNI(ZX_TARN_RPC_RESOLVE_DOMAIN, &request, sizeof request, &reply, sizeof reply);
 }
 
 }  // namespace
@@ -259,7 +259,7 @@ extern "C" uint32_t ZX_TARN_GetTunnelStatusByName(const char* name, uint32_t* st
         kL2tpApi.last_word(502_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
-    uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_TUNNEL_STATUS, name, text_len(name) + 1, status, sizeof *status);
+    uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_RPC_GET_TUNNEL_STATUS, name, text_len(name) + 1, status, sizeof *status);
     if (code != 0) kL2tpApi.last_word(505_ln, code);
     return code;
 }
@@ -290,7 +290,7 @@ extern "C" uint32_t ZX_TARN_SetupVpn(const char* lnsAddress, uint16_t port, cons
     request.usPort = port;
     ZX_OS_StrNCpy_S(request.acPppUser, sizeof request.acPppUser, userName, sizeof request.acPppUser - 1);
     ZX_OS_StrNCpy_S(request.acPppPass, sizeof request.acPppPass, password, sizeof request.acPppPass - 1);
-    uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_VPN_SETUP, &request, sizeof request, reply, sizeof reply);
+    uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_RPC_VPN_SETUP, &request, sizeof request, reply, sizeof reply);
     // The request carried the password; it does not stay on the stack.
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
     if (code != 0) {
@@ -318,7 +318,7 @@ extern "C" uint32_t ZX_TARN_DisconnectVpn(const char* lnsAddress, const char* us
     uint32_t code = ZX_TARN_ERR_PARAM;
     if (ok) {
         uint32_t reply = 0;
-        code = L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_VPN_TEARDOWN, &request, sizeof request, &reply, sizeof reply);
+        code = L2TP_MSG_RpcCall_JNI(ZX_TARN_RPC_VPN_TEARDOWN, &request, sizeof request, &reply, sizeof reply);
         if (code != 0) kL2tpApi.last_word(832_ln, code);
     }
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
@@ -327,7 +327,7 @@ extern "C" uint32_t ZX_TARN_DisconnectVpn(const char* lnsAddress, const char* us
 
 extern "C" uint32_t ZX_TARN_TrafficMonitoringNotifyAppM(const char* list, uint32_t listLen, const char* bundleName,
                                                         uint32_t, uint32_t op) {
-    ZX_TARN_TRAFFIC_NOTICE_S notice;
+    ZX_APPM_TRAFFIC_NOTICE_S notice;
     ZX_OS_MemSet_S(&notice, sizeof notice, 0, sizeof notice);
     uint32_t size = listLen + 130;
     zxjni::PlatformBuffer payload(size, kFile, 542);
@@ -335,7 +335,7 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringNotifyAppM(const char* list, uint32
         kL2tpApi.last_word(545_ln, ZX_JNI_ERR_NOMEM, size, listLen, 0, 0);
         return ZX_JNI_ERR_NOMEM;
     }
-    auto* head = reinterpret_cast<ZX_TARN_TRAFFIC_NOTICE_HEAD_S*>(payload.get());
+    auto* head = reinterpret_cast<ZX_APPM_TRAFFIC_NOTICE_HEAD_S*>(payload.get());
     head->ucAdd = op == 1 ? 1 : 0;
     ZX_OS_StrNCpy_S(head->acBundleName, sizeof head->acBundleName, bundleName, sizeof head->acBundleName - 1);
     put_text(payload.get() + sizeof *head, list, listLen);
@@ -347,7 +347,7 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringNotifyAppM(const char* list, uint32
     }
     notice.uiFlag = 1;
     // One-way: app_m only takes note, nothing waits for it.
-    (void)ZX_MSG_AsyncSendData("app_m", ZX_APPM_MSG_TRAFFIC_NOTICE, &notice, sizeof notice);
+    (void)ZX_MSG_AsyncSendData(ZX_APPM_ENDPOINT, ZX_APPM_NOTICE_TRAFFIC_MONITOR, &notice, sizeof notice);
     payload.free_at(577);
     return 0;
 }
@@ -381,7 +381,7 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringDestAddrOper(const char* list, uint
         return code;
     }
     uint32_t reply = 0;
-    code = L2TP_MSG_RpcCall_JNI(op == 1 ? ZX_TARN_MSG_TRAFFIC_ADD : ZX_TARN_MSG_TRAFFIC_DEL, &request, sizeof request,
+    code = L2TP_MSG_RpcCall_JNI(op == 1 ? ZX_TARN_RPC_TRAFFIC_MONITOR_ADD : ZX_TARN_RPC_TRAFFIC_MONITOR_DEL, &request, sizeof request,
                                 &reply, sizeof reply);
     if (code != 0) kL2tpApi.last_word(640_ln, code);
     return code;
@@ -460,7 +460,7 @@ extern "C" uint32_t ZX_TARN_GetDnsForwardStatistic(const char* forwardIp, uint32
     }
     ZX_OS_StrNCpy_S(request, sizeof request, forwardIp, sizeof request - 1);
     uint32_t reply = 0;
-    uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_MSG_DNS_FWD_STAT, request, length + 1, &reply, sizeof reply);
+    uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_RPC_DNS_FORWARD_STATISTIC, request, length + 1, &reply, sizeof reply);
     if (code != 0) {
         kL2tpApi.last_word(997_ln, code);
         return code;
@@ -484,7 +484,7 @@ extern "C" uint32_t ZX_TARN_GetInternetWanIp(char* out, uint32_t size) {
     }
     char reply[512];
     ZX_OS_MemSet_S(reply, sizeof reply, 0, sizeof reply);
-    uint32_t code = size_request(ZX_TARN_MSG_WAN_IP, size, reply, sizeof reply);
+    uint32_t code = size_request(ZX_TARN_RPC_GET_WAN_IP, size, reply, sizeof reply);
     if (code != 0) {
         kL2tpApi.last_word(1036_ln, code);
         return code;
@@ -504,7 +504,7 @@ extern "C" uint32_t ZX_TARN_GetOntMac(char* out, uint32_t size) {
         kL2tpApi.last_word(1130_ln, ZX_TARN_ERR_TOO_LONG, size, 12, 0, 0);
         return ZX_TARN_ERR_TOO_LONG;
     }
-    uint32_t code = size_request(ZX_TARN_MSG_ONT_MAC, size, out, size);
+    uint32_t code = size_request(ZX_TARN_RPC_GET_ONT_MAC, size, out, size);
     if (code != 0) {
         kL2tpApi.last_word(1137_ln, code);
         return code;
@@ -525,7 +525,7 @@ extern "C" uint32_t ZX_TARN_GetPppoeUserName(char* out, uint32_t size) {
     }
     ZX_TARN_PPPOE_USER_S reply;
     ZX_OS_MemSet_S(&reply, sizeof reply, 0, sizeof reply);
-    uint32_t code = size_request(ZX_TARN_MSG_PPPOE_USER, size, &reply, sizeof reply);
+    uint32_t code = size_request(ZX_TARN_RPC_GET_PPPOE_USER, size, &reply, sizeof reply);
     if (code != 0) {
         kL2tpApi.last_word(1062_ln, code);
         return code;
@@ -544,7 +544,7 @@ extern "C" uint32_t ZX_TARN_getDevicePPPoENameAndWANIP(const char* connection, c
     ZX_APPM_PPPOE_WAN_S record;
     ZX_OS_MemSet_S(&record, sizeof record, 0, sizeof record);
     ZX_OS_StrNCpy_S(record.acConnName, sizeof record.acConnName, connection, sizeof record.acConnName - 1);
-    uint32_t code = L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_PPPOE_WAN, &record, sizeof record, &record, sizeof record);
+    uint32_t code = L2TP_APPM_MSG_RpcCall(ZX_APPM_RPC_GET_PPPOE_WAN, &record, sizeof record, &record, sizeof record);
     // The answer is built from the record even when the call failed.
     if (code != 0) kL2tpApi.last_word(1087_ln, code);
     char text[192];
@@ -570,7 +570,7 @@ extern "C" uint32_t ZX_TARN_getDeviceWLANChannel(char* out, uint32_t size) {
     uint32_t request = 0;
     uint32_t channel = 0;
     uint32_t code =
-        L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_WLAN_CHANNEL, &request, sizeof request, &channel, sizeof channel);
+        L2TP_APPM_MSG_RpcCall(ZX_APPM_RPC_GET_WLAN_CHANNEL, &request, sizeof request, &channel, sizeof channel);
     if (code != 0) {
         kL2tpApi.last_word(1169_ln, code);
         return code;
@@ -589,7 +589,7 @@ extern "C" uint32_t ZX_TARN_getDeviceCloudAddress(char* out, uint32_t size) {
     auto* reply = reinterpret_cast<ZX_APPM_MGT_ADDR_S*>(block.get());
     uint32_t request = 0;
     uint32_t code =
-        L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_MGT_ADDRESS, &request, sizeof request, reply, sizeof(ZX_APPM_MGT_ADDR_S));
+        L2TP_APPM_MSG_RpcCall(ZX_APPM_RPC_GET_MGT_ADDRESS, &request, sizeof request, reply, sizeof(ZX_APPM_MGT_ADDR_S));
     if (code != 0) {
         kL2tpApi.last_word(1269_ln, code);
         return code;
@@ -708,7 +708,7 @@ extern "C" uint32_t ZX_TARN_getDeviceLANIP(char* out, uint32_t size) {
 
 extern "C" uint32_t ZX_VELM_getDevicePhyInfo(char* out, uint32_t size) {
     uint32_t request = 0;
-    uint32_t code = L2TP_APPM_MSG_RpcCall(ZX_APPM_MSG_PHY_INFO, &request, sizeof request, out, size);
+    uint32_t code = L2TP_APPM_MSG_RpcCall(ZX_APPM_RPC_GET_PHY_INFO, &request, sizeof request, out, size);
     if (code != 0) kL2tpApi.last_word(1480_ln, code);
     return code;
 }

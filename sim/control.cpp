@@ -19,7 +19,8 @@
 //                                               waits up to waitMs (0) for min (1) bytes, at most
 //                                               max (65536)
 //
-// Numbers (msgId, value, times) may also be texts in C notation ("0x4710304B"). A record is
+// Numbers (msgId, value, times) may also be texts in C notation ("0xF7213003"); a msgId may also
+// be the name of one of the service's commands ("GetLoid"). A record is
 // {"service","seq","head":{"srcWord","srcName","midWord","dstName","tag","resv"},"msgId","mid",
 //  "oneWay","timeoutMs","replyCap","callerPid","data"[,"decoded"]} with resv and data in hex.
 #include <signal.h>
@@ -32,7 +33,7 @@
 #include <string>
 
 #include "gateway.h"
-#include "usb_devices.h"
+#include "usb_mngt/usb_devices.h"
 
 namespace zxsim {
 namespace {
@@ -54,6 +55,15 @@ Service* requested_service(Gateway& gw, json_object* req, Failure& failure) {
 }
 
 bool has_member(json_object* obj, const char* key) { return json_object_object_get_ex(obj, key, nullptr); }
+
+// The request's "msgId": a number, or the name of one of the service's commands ("GetLoid").
+std::optional<uint32_t> requested_msg_id(const Service* service, json_object* req) {
+    if (std::optional<uint32_t> id = member_u32(req, "msgId")) return id;
+    const char* name = member_text(req, "msgId");
+    const Command* command = service && name ? find_command_named(service->commands(), name) : nullptr;
+    if (command) return command->msgId;
+    return std::nullopt;
+}
 
 Failure op_ping(Gateway& gw, json_object*, json_object* answer) {
     json_object* names = json_object_new_array();
@@ -106,8 +116,8 @@ Failure op_inject(Gateway& gw, json_object* req, json_object*) {
     Failure failure;
     Service* service = requested_service(gw, req, failure);
     if (!service) return failure;
-    std::optional<uint32_t> msgId = member_u32(req, "msgId");
-    if (!msgId) return "\"msgId\" must be a 32-bit number";
+    std::optional<uint32_t> msgId = requested_msg_id(service, req);
+    if (!msgId) return "\"msgId\" must be a 32-bit number or the name of one of the service's commands";
     const char* kindName = member_text(req, "fault");
     std::optional<FaultKind> kind = kindName ? fault_kind(kindName) : std::nullopt;
     if (!kind) return "\"fault\" must be one of status, delay, noreply, crash";
@@ -130,13 +140,15 @@ Failure op_inject(Gateway& gw, json_object* req, json_object*) {
 Failure op_inject_clear(Gateway& gw, json_object* req, json_object* answer) {
     Failure failure;
     std::optional<std::string> serviceName;
+    Service* service = nullptr;
     if (has_member(req, "service")) {
-        Service* service = requested_service(gw, req, failure);
+        service = requested_service(gw, req, failure);
         if (!service) return failure;
         serviceName = service->name();
     }
     std::optional<uint32_t> msgId;
-    if (has_member(req, "msgId") && !(msgId = member_u32(req, "msgId"))) return "\"msgId\" must be a 32-bit number";
+    if (has_member(req, "msgId") && !(msgId = requested_msg_id(service, req)))
+        return "\"msgId\" must be a 32-bit number or the name of one of the service's commands";
     size_t cleared = gw.faults().clear(serviceName, msgId);
     json_object_object_add(answer, "cleared", json_object_new_int64(static_cast<int64_t>(cleared)));
     return std::nullopt;

@@ -38,6 +38,12 @@ bool Gateway::start(const std::string& ctlName, std::string& error) {
         return false;
     }
     for (const auto& service : services_) {
+        if (!service->table_error().empty()) {
+            error = service->table_error();
+            return false;
+        }
+    }
+    for (const auto& service : services_) {
         std::unique_ptr<zxhost::BusService> endpoint;
         Service* svc = service.get();
         uint32_t status = zxhost::BusService::start(

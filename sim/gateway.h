@@ -25,7 +25,8 @@ public:
     Gateway& operator=(const Gateway&) = delete;
 
     // Opens every endpoint, then the control socket <bus dir>/<ctlName>.ctl. False with the
-    // reason in `error` when one of them cannot be opened.
+    // reason in `error` when one of them cannot be opened, or (before anything is opened) when a
+    // service's families both answer one message id.
     [[nodiscard]] bool start(const std::string& ctlName, std::string& error);
     // Ends pending delays, closes the control socket and every endpoint. Idempotent.
     void stop();

@@ -46,6 +46,34 @@ const char* member_text(json_object* obj, const char* key) {
     return json_object_get_string(v);
 }
 
+std::string text_of(json_object* obj, const char* key) {
+    const char* t = member_text(obj, key);
+    return t ? t : "";
+}
+
+int64_t int_of(json_object* obj, const char* key, int64_t fallback) {
+    json_object* v = nullptr;
+    return json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_int) ? json_object_get_int64(v)
+                                                                                           : fallback;
+}
+
+json_object* child(json_object* obj, const std::string& key) {
+    json_object* v = nullptr;
+    return json_object_object_get_ex(obj, key.c_str(), &v) ? v : nullptr;
+}
+
+json_object* member(json_object* obj, const char* key, json_type type) {
+    json_object* v = nullptr;
+    if (json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, type)) return v;
+    v = type == json_type_array ? json_object_new_array() : json_object_new_object();
+    json_object_object_add(obj, key, v);
+    return v;
+}
+
+void add_text(json_object* obj, const char* key, const std::string& text) {
+    json_object_object_add(obj, key, json_object_new_string_len(text.data(), static_cast<int>(text.size())));
+}
+
 std::string json_line(json_object* obj) {
     return json_object_to_json_string_ext(obj, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
 }

@@ -15,10 +15,6 @@ void add_u32(json_object* obj, const char* key, uint32_t v) {
     json_object_object_add(obj, key, json_object_new_int64(v));
 }
 
-void add_text(json_object* obj, const char* key, const std::string& v) {
-    json_object_object_add(obj, key, json_object_new_string_len(v.data(), static_cast<int>(v.size())));
-}
-
 JsonPtr head_json(const ZX_MSG_HEAD_S& h) {
     JsonPtr obj(json_object_new_object());
     add_u32(obj.get(), "srcWord", h.uiSrcWord);

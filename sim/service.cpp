@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace zxsim {
 
@@ -13,8 +14,42 @@ const Command* find_command(std::span<const Command> table, uint32_t msgId) {
     return (it != table.end() && it->msgId == msgId) ? &*it : nullptr;
 }
 
+const Command* find_command_named(std::span<const Command> table, std::string_view name) {
+    for (const Command& c : table)
+        if (name == c.name) return &c;
+    return nullptr;
+}
+
+bool merge_families(const ServiceDef& def, std::vector<Command>& table, std::string& error) {
+    struct Entry {
+        const Command* command;
+        const char* family;
+    };
+    std::vector<Entry> entries;
+    for (const CommandFamily* family : def.families)
+        for (const Command& c : family->commands) entries.push_back({&c, family->name});
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const Entry& a, const Entry& b) { return a.command->msgId < b.command->msgId; });
+    table.clear();
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (i > 0 && entries[i - 1].command->msgId == entries[i].command->msgId) {
+            char id[16];
+            std::snprintf(id, sizeof id, "0x%08X", entries[i].command->msgId);
+            error = std::string(def.name) + ": message id " + id + " is answered by two families, \"" +
+                    entries[i - 1].family + "\" (" + entries[i - 1].command->name + ") and \"" + entries[i].family +
+                    "\" (" + entries[i].command->name + ")";
+            table.clear();
+            return false;
+        }
+        table.push_back(*entries[i].command);
+    }
+    return true;
+}
+
 Service::Service(const ServiceDef& def, JsonPtr state, Recorder& recorder, Faults& faults)
-    : def_(def), state_(std::move(state)), recorder_(recorder), faults_(faults) {}
+    : def_(def), state_(std::move(state)), recorder_(recorder), faults_(faults) {
+    if (!merge_families(def_, commands_, tableError_)) commands_.clear();
+}
 
 void Service::handle(const zxhost::BusRequest& req, zxhost::BusAnswer& answer) {
     uint64_t seq = recorder_.add(def_.name, req);
@@ -40,7 +75,7 @@ void Service::handle(const zxhost::BusRequest& req, zxhost::BusAnswer& answer) {
 }
 
 void Service::run_command(Call& call) {
-    if (const Command* cmd = find_command(def_.commands, call.request().msgId))
+    if (const Command* cmd = find_command(commands_, call.request().msgId))
         cmd->run(call);
     else if (def_.fallback)
         def_.fallback(call);
@@ -63,6 +98,16 @@ void Service::merge_state(json_object* members) {
             if (json_object_deep_copy(value, &copy, nullptr) == 0) json_object_object_add(state, key, copy);
         }
     });
+}
+
+std::string Call::request_text() const {
+    if (req_.data.empty()) return {};
+    const char* text = reinterpret_cast<const char*>(req_.data.data());
+    return std::string(text, strnlen(text, req_.data.size()));
+}
+
+uint32_t Call::state_u32(const char* key) {
+    return service_.with_state([key](json_object* state) { return member_u32(state, key).value_or(0); });
 }
 
 std::string Call::state_text(const char* key) {

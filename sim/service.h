@@ -1,14 +1,19 @@
 // A simulated service: its state, its command table and the path every request takes through it
 // (record, injected fault, command).
 //
-// Adding a command is one table entry in the service's svc_<name>.cpp plus its handler:
+// A service's commands come in families, one file each under sim/<service>/ (sim/app_m/system.cpp,
+// sim/app_m/wlan.cpp, ...). A family is a table kept sorted by message id (checked at compile
+// time); adding a command is one entry and its handler:
 //
 //     void get_loid(Call& call) { ... }
 //     constexpr std::initializer_list<Command> kCommands{
-//         {0x4710304B, "GetLoid", get_loid},
+//         {ZX_APPM_RPC_GET_LOID, "GetLoid", get_loid},
 //     };
+//     static_assert(commands_sorted(kCommands));
+//     const CommandFamily kSystemFamily{"system", {kCommands.begin(), kCommands.size()}};
 //
-// Tables are kept sorted by message id (checked at compile time) and searched by bisection.
+// sim/<service>/service.cpp lists the service's families. At start-up they are merged into one
+// table searched by bisection; a message id that two families both answer is refused then.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +23,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 #include <type_traits>
 
 #include "faults.h"
@@ -47,15 +53,28 @@ consteval bool commands_sorted(std::initializer_list<Command> table) {
     return true;
 }
 
-struct ServiceDef {
+// The commands of one family of a service, in ascending message-id order.
+struct CommandFamily {
     const char* name;
     std::span<const Command> commands;
+};
+
+struct ServiceDef {
+    const char* name;
+    std::span<const CommandFamily* const> families;
     // Serves message ids that have no command; nullptr answers ZX_SIM_ERR_UNKNOWN_MSG.
     CommandFn fallback = nullptr;
 };
 
-// The command with that message id, or nullptr.
+// The service's families merged into one table in ascending message-id order. False, with the
+// service, the id and both families named in `error`, when two families have a command of the
+// same message id.
+[[nodiscard]] bool merge_families(const ServiceDef& def, std::vector<Command>& table, std::string& error);
+
+// The command with that message id, or nullptr; the table is in ascending message-id order.
 const Command* find_command(std::span<const Command> table, uint32_t msgId);
+// The command of that name, or nullptr.
+const Command* find_command_named(std::span<const Command> table, std::string_view name);
 
 class Service {
 public:
@@ -64,6 +83,10 @@ public:
     Service& operator=(const Service&) = delete;
 
     const char* name() const { return def_.name; }
+    // Why the service's families could not be merged ("" when they could); a gateway refuses to
+    // start such a service.
+    const std::string& table_error() const { return tableError_; }
+    const std::vector<Command>& commands() const { return commands_; }
     // The bus handler: may run on several connection threads at once.
     void handle(const zxhost::BusRequest& req, zxhost::BusAnswer& answer);
 
@@ -82,6 +105,8 @@ private:
     void run_command(Call& call);
 
     const ServiceDef& def_;
+    std::vector<Command> commands_;
+    std::string tableError_;
     std::mutex stateMutex_;
     JsonPtr state_;
     Recorder& recorder_;
@@ -111,8 +136,13 @@ public:
         return true;
     }
 
+    // A request that is a text and its NUL: the text (up to the end of the request when no NUL comes).
+    std::string request_text() const;
+
     // A text member of the service's state ("" when missing; a number or boolean as its text).
     std::string state_text(const char* key);
+    // A 32-bit member of the service's state (see member_u32), 0 when missing.
+    uint32_t state_u32(const char* key);
 
     // Answers status 0 with `text` and its NUL, cut so that text and NUL fit the caller's reply room.
     void reply_text(std::string_view text);

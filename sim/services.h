@@ -1,9 +1,8 @@
-// Every service the simulator can serve, one definition per svc_<name>.cpp.
+// Every service the simulator can serve, each defined in sim/<name>/service.cpp.
 #pragma once
 
 #include <span>
 #include <string_view>
-#include <vector>
 
 #include "service.h"
 
@@ -23,11 +22,5 @@ const ServiceDef& eventcenter_service();
 std::span<const ServiceDef* const> all_services();
 // The definition named `name`, or nullptr.
 const ServiceDef* find_service(std::string_view name);
-
-// Reads the tunnel-API block named by the 12-byte record at `offset` of the request, frees it, and
-// expands it when it was stored compressed. decoded receives the record and the payload in hex.
-// On failure the call has been answered and false is returned. (In svc_tarn.cpp; "app_m" reads its
-// traffic-monitoring notices with it too.)
-bool read_tunnel_block(Call& call, size_t offset, std::vector<uint8_t>& payload, JsonPtr& decoded);
 
 }  // namespace zxsim

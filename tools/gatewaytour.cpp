@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "zx_host.h"
+#include "zx_wire.h"
 
 namespace {
 
-constexpr uint32_t kLoidCommand = 0x4710304B;  // "app_m": the LOID as plain text
 constexpr uint32_t kSimUnknownMsg = 0xF7F0F001;  // the simulator's answer to an unknown message id
 
 ZX_MSG_HEAD_S header_to(const char* dest) {
@@ -30,7 +30,8 @@ int main() {
     std::printf("gateway tour on bus %s\n\n", zxhost::bus_dir().c_str());
 
     std::printf("services (a call of message id 0 to each; the simulator answers unknown commands):\n");
-    for (const char* svc : {"tarn", "app_m", "cwmp", "wifi", "zel", "voice", "usb_mngt", "osgi_proxy"}) {
+    for (const char* svc : {ZX_TARN_ENDPOINT, ZX_APPM_ENDPOINT, ZX_CWMP_ENDPOINT, ZX_WIFI_ENDPOINT, ZX_ZEL_ENDPOINT,
+                            ZX_VOICE_ENDPOINT, ZX_USB_ENDPOINT, ZX_OSGI_ENDPOINT}) {
         uint32_t alive = 0;
         ZX_OS_IsProcExist_Ex(svc, &alive);
         ZX_MSG_HEAD_S h = header_to(svc);
@@ -42,18 +43,23 @@ int main() {
 
     std::printf("\napp_m:\n");
     {
-        ZX_MSG_HEAD_S h = header_to("app_m");
+        ZX_MSG_HEAD_S h = header_to(ZX_APPM_ENDPOINT);
         uint32_t word = 0;
         char loid[64] = {};
-        uint32_t st = ZX_MSG_RpcCall(&h, kLoidCommand, 0, &word, sizeof word, loid, sizeof loid - 1, 30000);
-        show("LOID (0x4710304B)", st, st == 0 ? std::string("\"") + loid + "\"" : "");
+        uint32_t st = ZX_MSG_RpcCall(&h, ZX_APPM_RPC_GET_LOID, 0, &word, sizeof word, loid, sizeof loid - 1, 30000);
+        char what[32];
+        std::snprintf(what, sizeof what, "LOID (0x%08X)", ZX_APPM_RPC_GET_LOID);
+        show(what, st, st == 0 ? std::string("\"") + loid + "\"" : "");
     }
 
     std::printf("\nevent centre:\n");
     {
-        std::vector<uint8_t> record(932, 0);
-        std::memcpy(record.data() + 4, "tour", 4);
-        show("event 12342 with a 932-byte record", EventCenter_GlobalInvokeEvent2(12342, record.data(), record.size()));
+        ZX_EVENT_RECORD_A_S record;
+        std::memset(&record, 0, sizeof record);
+        std::memcpy(record.acName, "tour", 4);
+        char what[64];
+        std::snprintf(what, sizeof what, "event %u with a %zu-byte record", ZX_EVENT_INFORM, sizeof record);
+        show(what, EventCenter_GlobalInvokeEvent2(ZX_EVENT_INFORM, &record, sizeof record));
     }
 
     std::printf("\nplatform:\n");

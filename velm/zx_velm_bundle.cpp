@@ -20,7 +20,7 @@ using zxtrace::Line;
 constexpr const char* kFile = kVelmApi.file();
 constexpr uint32_t kLogLevel = 220;
 
-constexpr const char* kBundleManager = "osgi_proxy";
+constexpr const char* kBundleManager = ZX_OSGI_ENDPOINT;
 constexpr const char* kResetAction = "FactoryPlugin";
 constexpr uint32_t kDefaultTimeoutMs = 60000;
 constexpr uint32_t kResetTimeoutMs = 120000;
@@ -31,9 +31,9 @@ struct TimeoutRow {
     uint32_t timeoutMs;
 };
 constexpr TimeoutRow kTimeouts[] = {
-    {OSGI_JNI_MSG_INSTALL, 20000},         {OSGI_JNI_MSG_CANCEL_INSTALL, 20000},
-    {OSGI_JNI_MSG_INSTALL_PROCESS, 20000}, {OSGI_JNI_MSG_QUERY_STATE, 20000},
-    {OSGI_JNI_MSG_OPERATE, 60000},         {OSGI_JNI_MSG_RESERVED, 60000},
+    {ZX_OSGI_RPC_INSTALL, 20000},         {ZX_OSGI_RPC_CANCEL_INSTALL, 20000},
+    {ZX_OSGI_RPC_INSTALL_PROCESS, 20000}, {ZX_OSGI_RPC_QUERY_STATE, 20000},
+    {ZX_OSGI_RPC_OPERATE, 60000},         {ZX_OSGI_RPC_RESERVED, 60000},
 };
 
 uint32_t timeout_of(uint32_t msgId) {
@@ -74,12 +74,12 @@ uint32_t log_time(char (&stamp)[32]) {
 }
 
 // The state list's entries as a json-c array; entries that cannot be built are left out.
-json_object* bundle_array(const OSGI_JNI_STATE_LIST_S& list) {
+json_object* bundle_array(const ZX_OSGI_STATE_LIST_S& list) {
     json_object* array = json_object_new_array();
     if (!array) return nullptr;
-    int32_t count = list.iCount < static_cast<int32_t>(OSGI_JNI_MAX_BUNDLES) ? list.iCount : OSGI_JNI_MAX_BUNDLES;
+    int32_t count = list.iCount < static_cast<int32_t>(ZX_OSGI_MAX_BUNDLES) ? list.iCount : ZX_OSGI_MAX_BUNDLES;
     for (int32_t i = 0; i < count; ++i) {
-        const OSGI_JNI_BUNDLE_INFO_S& info = list.astBundle[i];
+        const ZX_OSGI_BUNDLE_INFO_S& info = list.astBundle[i];
         json_object* entry = nullptr;
         uint32_t code = ZX_OSGI_JNI_BundleInfotoJson(&info, &entry);
         if (code != 0) {
@@ -191,9 +191,9 @@ extern "C" uint32_t OSGI_JNI_BundleMng_RpcCall(uint32_t mid, uint32_t msgId, con
         replyLen = sizeof scratchReply;
     }
     const char* action = nullptr;
-    if (msgId == OSGI_JNI_MSG_OPERATE && reqLen >= sizeof(OSGI_JNI_OPERATE_REQ_S)) {
-        action = static_cast<const OSGI_JNI_OPERATE_REQ_S*>(req)->acAction;
-        if (std::strncmp(action, kResetAction, sizeof(OSGI_JNI_OPERATE_REQ_S::acAction)) == 0)
+    if (msgId == ZX_OSGI_RPC_OPERATE && reqLen >= sizeof(ZX_OSGI_OPERATE_REQ_S)) {
+        action = static_cast<const ZX_OSGI_OPERATE_REQ_S*>(req)->acAction;
+        if (std::strncmp(action, kResetAction, sizeof(ZX_OSGI_OPERATE_REQ_S::acAction)) == 0)
             timeoutMs = kResetTimeoutMs;
     }
     kVelmApi.trace(940_ln, "ulRpcCmo:0x%x uiTimeOut:%u\r\n", msgId, timeoutMs);
@@ -212,12 +212,12 @@ extern "C" int32_t OSGI_JNI_Bundle_Operate(uint32_t mid, const char* bundleName,
     OSGI_JNI_TransferLogAction(action, logWord);
     (void)OSGI_JNI_Log_Record(logWord, bundleName);  // a lost log line never stops the operation
 
-    OSGI_JNI_OPERATE_REQ_S req;
+    ZX_OSGI_OPERATE_REQ_S req;
     ZX_OS_MemSet_S(&req, sizeof req, 0, sizeof req);
     ZX_OS_StrNCpy_S(req.acBundleName, sizeof req.acBundleName, bundleName, sizeof req.acBundleName - 1);
     ZX_OS_StrNCpy_S(req.acAction, sizeof req.acAction, action, sizeof req.acAction - 1);
     uint32_t result = 0;
-    uint32_t code = OSGI_JNI_BundleMng_RpcCall(mid, OSGI_JNI_MSG_OPERATE, &req, sizeof req, &result, sizeof result);
+    uint32_t code = OSGI_JNI_BundleMng_RpcCall(mid, ZX_OSGI_RPC_OPERATE, &req, sizeof req, &result, sizeof result);
     kVelmApi.trace(1050_ln, "uiRet:%u uiResult:%u\r\n", code, result);
     // The bundle manager's own answer wins over the transport's status.
     if (result != 0) {
@@ -232,7 +232,7 @@ extern "C" int32_t OSGI_JNI_Bundle_Operate(uint32_t mid, const char* bundleName,
 // Query lists and JSON texts
 // ---------------------------------------------------------------------------------------------
 
-extern "C" uint32_t ZX_OSGI_JNI_BundleInfotoJson(const OSGI_JNI_BUNDLE_INFO_S* info, json_object** out) {
+extern "C" uint32_t ZX_OSGI_JNI_BundleInfotoJson(const ZX_OSGI_BUNDLE_INFO_S* info, json_object** out) {
     if (!info || !out) {
         kVelmApi.last_word(2592_ln, ZX_JNI_ERR_JSON_NULL);
         return ZX_JNI_ERR_JSON_NULL;
@@ -262,15 +262,15 @@ extern "C" uint32_t OSGI_JNI_FillVdataFromJsonPara(PluginVDataRecord* rec, JNIEn
         kVelmApi.last_word(2630_ln, ZX_JNI_ERR_JSON_NULL);
         return ZX_JNI_ERR_JSON_NULL;
     }
-    zxjni::PlatformBuffer block(sizeof(OSGI_JNI_QUERY_LIST_S), kFile, 2633);
+    zxjni::PlatformBuffer block(sizeof(ZX_OSGI_QUERY_LIST_S), kFile, 2633);
     if (!block) {
         kVelmApi.last_word(2636_ln, ZX_JNI_ERR_NOMEM);
         return ZX_JNI_ERR_NOMEM;
     }
-    auto* list = reinterpret_cast<OSGI_JNI_QUERY_LIST_S*>(block.get());
+    auto* list = reinterpret_cast<ZX_OSGI_QUERY_LIST_S*>(block.get());
     jsize length = names ? env->GetArrayLength(names) : 0;
-    uint32_t count = static_cast<uint32_t>(length) < OSGI_JNI_MAX_BUNDLES ? static_cast<uint32_t>(length)
-                                                                          : OSGI_JNI_MAX_BUNDLES;
+    uint32_t count = static_cast<uint32_t>(length) < ZX_OSGI_MAX_BUNDLES ? static_cast<uint32_t>(length)
+                                                                          : ZX_OSGI_MAX_BUNDLES;
     kVelmApi.trace(2641_ln, "iCount:%u\r\n", count);
     for (uint32_t i = 0; i < count; ++i) {
         auto element = static_cast<jstring>(env->GetObjectArrayElement(names, static_cast<jsize>(i)));
@@ -295,7 +295,7 @@ extern "C" jstring OSGI_JNI_FillJsonStrFromVdata(JNIEnv* env, const PluginVDataR
         kVelmApi.last_word(2495_ln, ZX_JNI_ERR_JSON_NULL);
         return nullptr;
     }
-    zxjni::PlatformBuffer block(sizeof(OSGI_JNI_STATE_LIST_S), kFile, 2500);
+    zxjni::PlatformBuffer block(sizeof(ZX_OSGI_STATE_LIST_S), kFile, 2500);
     if (!block) {
         kVelmApi.last_word(2503_ln, ZX_JNI_ERR_NOMEM);
         return nullptr;
@@ -305,7 +305,7 @@ extern "C" jstring OSGI_JNI_FillJsonStrFromVdata(JNIEnv* env, const PluginVDataR
         kVelmApi.last_word(2511_ln, code);
         return nullptr;
     }
-    const auto* list = reinterpret_cast<const OSGI_JNI_STATE_LIST_S*>(block.get());
+    const auto* list = reinterpret_cast<const ZX_OSGI_STATE_LIST_S*>(block.get());
     kVelmApi.trace(2516_ln, "\nuiStatus:%u uiSize:%u", list->uiStatus,
                        static_cast<uint32_t>(list->iCount));
     if (list->uiStatus != 0) {
@@ -326,7 +326,7 @@ extern "C" jstring OSGI_JNI_FillJsonStrFromVdata(JNIEnv* env, const PluginVDataR
     return render(env, obj, 2580_ln, 2577_ln);
 }
 
-extern "C" jstring OSGI_JNI_FillInstallProcess(JNIEnv* env, const OSGI_JNI_PROCESS_REPLY_S* reply) {
+extern "C" jstring OSGI_JNI_FillInstallProcess(JNIEnv* env, const ZX_OSGI_PROCESS_REPLY_S* reply) {
     if (!reply) {
         kVelmApi.last_word(2401_ln, ZX_JNI_ERR_JSON_NULL);
         return nullptr;

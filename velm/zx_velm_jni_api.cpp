@@ -11,8 +11,6 @@ using zxtrace::kVelmApi;  // every record of this file
 using zxtrace::operator""_ln;
 using zxtrace::Line;
 
-constexpr uint32_t kLoidCommand = 0x4710304B;  // "app_m": the LOID as plain text
-
 // Bundle-manager codes and the results Java sees. Irregular on purpose: -2, -16 and -26 never
 // occur, two codes share -9 and three share -100.
 struct CodeRow {
@@ -73,7 +71,7 @@ extern "C" int32_t ZX_OSGI_JNI_ZXErrConvert(uint32_t code) {
     return result;
 }
 
-extern "C" uint32_t ZX_JNI_BuildResultJson(char* buf, uint32_t size, const ZX_JNI_RESULT_REASON_S* reply) {
+extern "C" uint32_t ZX_JNI_BuildResultJson(char* buf, uint32_t size, const ZX_WIRE_RESULT_REASON_S* reply) {
     if (!buf || !reply) return 1;
     if (reply->iResult == 0)
         ZX_OS_Snprintf_S(buf, size, size, "{\"%s\":%d}", "Result", 0);
@@ -135,7 +133,7 @@ extern "C" uint32_t ZX_JNI_sysGetLoid(char* buf, uint32_t size) {
     uint32_t request = 0;
     char reply[64];
     ZX_OS_MemSet_S(reply, sizeof reply, 0, sizeof reply);
-    uint32_t code = APPM_JNI_MSG_RpcCall(kLoidCommand, &request, sizeof request, reply, sizeof reply);
+    uint32_t code = APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_GET_LOID, &request, sizeof request, reply, sizeof reply);
     if (code != 0) {
         kVelmApi.last_word(1184_ln, ZX_JNI_ERR_GENERAL, code, 0, 0, 0);
         return ZX_JNI_ERR_GENERAL;

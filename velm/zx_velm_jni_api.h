@@ -11,6 +11,8 @@
 #include <stdint.h>
 
 #include "zx_bridge.h"
+#include "zx_wire_app_m.h"
+#include "zx_wire_common.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -22,19 +24,6 @@ extern "C" {
 #define ZX_JNI_ERR_OSGI_DOWN 0xF7801303u  /* the bundle manager is not running */
 #define ZX_JNI_ERR_GENERAL 0xFFFFFFFFu
 
-/* A service's answer with a reason: a signed result followed by the fail-reason text. */
-#pragma pack(push, 1)
-typedef struct {
-    int32_t iResult;
-    char acFailReason[64];
-} ZX_JNI_RESULT_REASON_S;
-#pragma pack(pop)
-
-#ifdef __cplusplus
-static_assert(sizeof(ZX_JNI_RESULT_REASON_S) == 68, "result with reason is 68 bytes");
-static_assert(__builtin_offsetof(ZX_JNI_RESULT_REASON_S, acFailReason) == 4, "reason at 4");
-#endif
-
 /* Releases a json-c object; NULL is recorded (0xF7100008) and answered 0. */
 ZX_BRIDGE_EXPORT uint32_t VELM_JSON_ObjPut(json_object *obj);
 /* True for 0 and 1 only. */
@@ -42,7 +31,7 @@ ZX_BRIDGE_EXPORT bool ZX_JNI_IsValidBoolean(uint32_t value);
 /* A bundle-manager code as the small negative result Java sees (-1 for a code not in the table). */
 ZX_BRIDGE_EXPORT int32_t ZX_OSGI_JNI_ZXErrConvert(uint32_t code);
 /* {"Result":0} or {"Result":r,"FailReason":"reason"} of a service's answer. */
-ZX_BRIDGE_EXPORT uint32_t ZX_JNI_BuildResultJson(char *buf, uint32_t size, const ZX_JNI_RESULT_REASON_S *reply);
+ZX_BRIDGE_EXPORT uint32_t ZX_JNI_BuildResultJson(char *buf, uint32_t size, const ZX_WIRE_RESULT_REASON_S *reply);
 /* json-c's rendering of {"Result": converted code} as a Java string, or null. */
 ZX_BRIDGE_EXPORT jstring OSGI_JNI_FaultStrBuild(JNIEnv *env, uint32_t code);
 

@@ -67,13 +67,13 @@ int32_t wait_readable(uint32_t handle, ZX_TIMEVAL* timeout) {
 }
 
 // The request every ownership call sends to "usb_mngt", answered with a result and a reason.
-uint32_t ask(uint32_t msgId, const void* req, uint32_t reqLen, ZX_JNI_RESULT_REASON_S& reply) {
+uint32_t ask(uint32_t msgId, const void* req, uint32_t reqLen, ZX_WIRE_RESULT_REASON_S& reply) {
     std::memset(&reply, 0, sizeof reply);
     return OSGi_JNI_MSG_RpcCall(msgId, req, reqLen, &reply, sizeof reply);
 }
 
-uint32_t plugin_request(uint32_t msgId, const char* plugId, uint32_t type, ZX_JNI_RESULT_REASON_S& reply) {
-    ZX_JNI_USB_PLUGIN_REQ_S req;
+uint32_t plugin_request(uint32_t msgId, const char* plugId, uint32_t type, ZX_WIRE_RESULT_REASON_S& reply) {
+    ZX_USB_PLUGIN_REQ_S req;
     std::memset(&req, 0, sizeof req);
     req.uiDevType = type;
     ZX_OS_StrNCpy_S(req.acPlugId, sizeof req.acPlugId, plugId, sizeof req.acPlugId - 1);
@@ -86,7 +86,7 @@ uint32_t lock_family(uint32_t msgId, uint32_t devId, char* buf, uint32_t size, L
         kVelmApi.last_word(bufLine, 1);
         return 1;
     }
-    ZX_JNI_RESULT_REASON_S reply;
+    ZX_WIRE_RESULT_REASON_S reply;
     uint32_t code = ask(msgId, &devId, sizeof devId, reply);
     if (code != 0) {
         kVelmApi.last_word(failLine, code);
@@ -163,8 +163,8 @@ extern "C" uint32_t ZX_JNI_UsbRegister(const char* pcPlugId, uint32_t uiDevType,
         kVelmApi.last_word(1343_ln, 1);
         return 1;
     }
-    ZX_JNI_RESULT_REASON_S reply;
-    uint32_t code = plugin_request(ZX_JNI_USB_REGISTER, pcPlugId, uiDevType, reply);
+    ZX_WIRE_RESULT_REASON_S reply;
+    uint32_t code = plugin_request(ZX_USB_RPC_REGISTER, pcPlugId, uiDevType, reply);
     if (code != 0) {
         kVelmApi.last_word(1354_ln, code, uiDevType, 0, 0, 0);
         return code;
@@ -181,8 +181,8 @@ extern "C" uint32_t ZX_JNI_UsbUnregister(const char* pcPlugId, char* buf, uint32
         kVelmApi.last_word(1389_ln, 1);
         return 1;
     }
-    ZX_JNI_RESULT_REASON_S reply;
-    uint32_t code = plugin_request(ZX_JNI_USB_UNREGISTER, pcPlugId, 0, reply);
+    ZX_WIRE_RESULT_REASON_S reply;
+    uint32_t code = plugin_request(ZX_USB_RPC_UNREGISTER, pcPlugId, 0, reply);
     if (code != 0) {
         kVelmApi.last_word(1399_ln, code);
         return code;
@@ -191,15 +191,15 @@ extern "C" uint32_t ZX_JNI_UsbUnregister(const char* pcPlugId, char* buf, uint32
 }
 
 extern "C" uint32_t ZX_JNI_UsbLock(uint32_t uiDevId, char* buf, uint32_t size) {
-    return lock_family(ZX_JNI_USB_LOCK, uiDevId, buf, size, 1433_ln, 1441_ln);
+    return lock_family(ZX_USB_RPC_LOCK, uiDevId, buf, size, 1433_ln, 1441_ln);
 }
 
 extern "C" uint32_t ZX_JNI_UsbUnLock(uint32_t uiDevId, char* buf, uint32_t size) {
-    return lock_family(ZX_JNI_USB_UNLOCK, uiDevId, buf, size, 1475_ln, 1483_ln);
+    return lock_family(ZX_USB_RPC_UNLOCK, uiDevId, buf, size, 1475_ln, 1483_ln);
 }
 
 extern "C" uint32_t ZX_JNI_UsbUnregisterAll(void) {
-    uint32_t code = OSGi_JNI_MSG_RpcCall(ZX_JNI_USB_UNREGISTER_ALL, nullptr, 0, nullptr, 0);
+    uint32_t code = OSGi_JNI_MSG_RpcCall(ZX_USB_RPC_UNREGISTER_ALL, nullptr, 0, nullptr, 0);
     if (code != 0) kVelmApi.last_word(2203_ln, code);
     return code;
 }
@@ -213,9 +213,9 @@ extern "C" uint32_t ZX_JNI_UsbOpen(uint32_t uiDevId, char* buf, uint32_t size) {
         kVelmApi.last_word(1223_ln, 1);
         return 1;
     }
-    ZX_JNI_USB_OPEN_REPLY_S reply;
+    ZX_USB_OPEN_REPLY_S reply;
     std::memset(&reply, 0, sizeof reply);
-    uint32_t code = OSGi_JNI_MSG_RpcCall(ZX_JNI_USB_OPEN, &uiDevId, sizeof uiDevId, &reply, sizeof reply);
+    uint32_t code = OSGi_JNI_MSG_RpcCall(ZX_USB_RPC_OPEN, &uiDevId, sizeof uiDevId, &reply, sizeof reply);
     if (code != 0) {
         kVelmApi.last_word(1233_ln, code, uiDevId, 0, 0, 0);
         return code;

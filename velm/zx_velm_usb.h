@@ -9,39 +9,11 @@
 #include <stdint.h>
 
 #include "zx_bridge.h"
+#include "zx_wire_common.h"
+#include "zx_wire_usb_mngt.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#define ZX_JNI_USB_OPEN 0x4710303Fu
-#define ZX_JNI_USB_REGISTER 0x47103041u
-#define ZX_JNI_USB_UNREGISTER 0x47103042u
-#define ZX_JNI_USB_LOCK 0x47103043u
-#define ZX_JNI_USB_UNLOCK 0x47103044u
-#define ZX_JNI_USB_UNREGISTER_ALL 0x47103076u
-
-#pragma pack(push, 1)
-/* Register and unregister: the device type (0 on unregister) and the plug-in id. */
-typedef struct {
-    uint32_t uiDevType;
-    char acPlugId[128];
-} ZX_JNI_USB_PLUGIN_REQ_S;
-
-/* The answer to open: the device file to open here, or why not. */
-typedef struct {
-    int32_t iResult;
-    char acDevPath[32];
-    char acFailReason[64];
-} ZX_JNI_USB_OPEN_REPLY_S;
-#pragma pack(pop)
-
-#ifdef __cplusplus
-static_assert(sizeof(ZX_JNI_USB_PLUGIN_REQ_S) == 132, "plug-in request is 132 bytes");
-static_assert(__builtin_offsetof(ZX_JNI_USB_PLUGIN_REQ_S, acPlugId) == 4, "plug-in id at 4");
-static_assert(sizeof(ZX_JNI_USB_OPEN_REPLY_S) == 100, "open answer is 100 bytes");
-static_assert(__builtin_offsetof(ZX_JNI_USB_OPEN_REPLY_S, acDevPath) == 4, "device path at 4");
-static_assert(__builtin_offsetof(ZX_JNI_USB_OPEN_REPLY_S, acFailReason) == 36, "reason at 36");
 #endif
 
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_UsbRegister(const char *pcPlugId, uint32_t uiDevType, char *buf, uint32_t size);

@@ -83,15 +83,15 @@ TEST_F(VelmResults, OnlyZeroAndOneAreBooleans) {
     EXPECT_FALSE(ZX_JNI_IsValidBoolean(0xFFFFFFFF));
 }
 
-ZX_JNI_RESULT_REASON_S reply(int32_t result, const char* reason) {
-    ZX_JNI_RESULT_REASON_S r{};
+ZX_WIRE_RESULT_REASON_S reply(int32_t result, const char* reason) {
+    ZX_WIRE_RESULT_REASON_S r{};
     r.iResult = result;
     std::strncpy(r.acFailReason, reason, sizeof r.acFailReason - 1);
     return r;
 }
 
 TEST_F(VelmResults, SuccessDropsTheReason) {
-    ZX_JNI_RESULT_REASON_S r = reply(0, "ignored");
+    ZX_WIRE_RESULT_REASON_S r = reply(0, "ignored");
     char buf[128];
     std::memset(buf, 'x', sizeof buf);
     ZX_JNI_BuildResultJson(buf, sizeof buf, &r);
@@ -99,7 +99,7 @@ TEST_F(VelmResults, SuccessDropsTheReason) {
 }
 
 TEST_F(VelmResults, FailureCarriesTheReasonUnescaped) {
-    ZX_JNI_RESULT_REASON_S r = reply(-5, "device \"ttyUSB0\" busy");
+    ZX_WIRE_RESULT_REASON_S r = reply(-5, "device \"ttyUSB0\" busy");
     char buf[128];
     ZX_JNI_BuildResultJson(buf, sizeof buf, &r);
     EXPECT_STREQ(buf, "{\"Result\":-5,\"FailReason\":\"device \"ttyUSB0\" busy\"}");
@@ -111,7 +111,7 @@ TEST_F(VelmResults, FailureCarriesTheReasonUnescaped) {
 }
 
 TEST_F(VelmResults, ResultTextIsCutToTheBuffer) {
-    ZX_JNI_RESULT_REASON_S r = reply(-3, "no space");
+    ZX_WIRE_RESULT_REASON_S r = reply(-3, "no space");
     char buf[16];
     std::memset(buf, 'x', sizeof buf);
     ZX_JNI_BuildResultJson(buf, 10, &r);

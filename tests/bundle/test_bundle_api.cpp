@@ -37,8 +37,8 @@ bool all_zero(const uint8_t* p, size_t n) {
     return true;
 }
 
-OSGI_JNI_OPERATE_REQ_S operate_request(const Seen& s) {
-    OSGI_JNI_OPERATE_REQ_S req{};
+ZX_OSGI_OPERATE_REQ_S operate_request(const Seen& s) {
+    ZX_OSGI_OPERATE_REQ_S req{};
     EXPECT_EQ(s.data.size(), sizeof req);
     std::memcpy(&req, s.data.data(), std::min(sizeof req, s.data.size()));
     return req;
@@ -74,7 +74,7 @@ class BundleRpcTimeout : public BundleTest, public testing::WithParamInterface<T
 TEST_P(BundleRpcTimeout, BundleManagerIsGivenTheCommandsTimeout) {
     FakeBundleManager manager;
     const TimeoutCase& c = GetParam();
-    OSGI_JNI_OPERATE_REQ_S req{};
+    ZX_OSGI_OPERATE_REQ_S req{};
     uint32_t word = 0;
     const void* request = &word;
     uint32_t length = sizeof word;
@@ -93,7 +93,7 @@ TEST_P(BundleRpcTimeout, BundleManagerIsGivenTheCommandsTimeout) {
     char text[64];
     std::snprintf(text, sizeof text, "ulRpcCmo:0x%x uiTimeOut:%u\r\n", c.msgId, c.timeoutMs);
     EXPECT_THAT(records, Contains(T(249, kVelm, 940, text)));
-    if (c.msgId == OSGI_JNI_MSG_OPERATE)
+    if (c.msgId == 0x4710303Du)
         EXPECT_THAT(records, Contains(T(249, kVelm, 944, std::string("Action:") + c.action + "\r\n")));
     else
         EXPECT_EQ(records.size(), 1u) << "only the command is traced";
@@ -200,8 +200,8 @@ TEST_P(BundleOperate, SendsTheOperationAndLogsItsWord) {
     ASSERT_EQ(seen.size(), 1u);
     EXPECT_EQ(seen[0].msgId, 0x4710303Du);
     EXPECT_EQ(seen[0].replyCap, 4u);
-    OSGI_JNI_OPERATE_REQ_S req = operate_request(seen[0]);
-    OSGI_JNI_OPERATE_REQ_S expected{};
+    ZX_OSGI_OPERATE_REQ_S req = operate_request(seen[0]);
+    ZX_OSGI_OPERATE_REQ_S expected{};
     std::strcpy(expected.acBundleName, "com.example.demo");
     std::strcpy(expected.acAction, c.action);
     EXPECT_EQ(std::memcmp(&req, &expected, sizeof req), 0) << "the record is zero beyond its two texts";
@@ -266,7 +266,7 @@ TEST_F(BundleTest, LongNameAndActionAreCutInTheRequest) {
     EXPECT_EQ(OSGI_JNI_Bundle_Operate(349, name.c_str(), action.c_str()), 0);
     std::vector<Seen> seen = manager.seen();
     ASSERT_EQ(seen.size(), 1u);
-    OSGI_JNI_OPERATE_REQ_S req = operate_request(seen[0]);
+    ZX_OSGI_OPERATE_REQ_S req = operate_request(seen[0]);
     EXPECT_EQ(field(req.acBundleName, 128), name.substr(0, 127));
     EXPECT_EQ(field(req.acAction, 16), action.substr(0, 15));
     EXPECT_TRUE(all_zero(req.aucResv, sizeof req.aucResv));

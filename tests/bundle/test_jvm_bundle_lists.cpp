@@ -56,10 +56,10 @@ protected:
     }
 
     // The query list held in the block rec names (the block is freed by the read).
-    std::unique_ptr<OSGI_JNI_QUERY_LIST_S> read_query(const PluginVDataRecord& rec) {
+    std::unique_ptr<ZX_OSGI_QUERY_LIST_S> read_query(const PluginVDataRecord& rec) {
         std::vector<uint8_t> room(ZX_VDATA_PLUGIN_CAPACITY);
         EXPECT_EQ(OSGI_JNI_ReadUnzipVData(&rec, room.data()), 0u);
-        auto list = std::make_unique<OSGI_JNI_QUERY_LIST_S>();
+        auto list = std::make_unique<ZX_OSGI_QUERY_LIST_S>();
         std::memcpy(list.get(), room.data(), sizeof *list);
         return list;
     }
@@ -74,7 +74,7 @@ protected:
     }
 
     // Stores a state list in a block as the bundle manager answers it.
-    PluginVDataRecord store_states(const OSGI_JNI_STATE_LIST_S& list) {
+    PluginVDataRecord store_states(const ZX_OSGI_STATE_LIST_S& list) {
         PluginVDataRecord rec{};
         EXPECT_EQ(OSGI_JNI_ZipWriteVData(&rec, &list, sizeof list), 0u);
         return rec;
@@ -83,8 +83,8 @@ protected:
     zxtest::ScopedBusDir bus_;
 };
 
-std::unique_ptr<OSGI_JNI_STATE_LIST_S> states(std::vector<std::vector<const char*>> entries) {
-    auto list = std::make_unique<OSGI_JNI_STATE_LIST_S>();
+std::unique_ptr<ZX_OSGI_STATE_LIST_S> states(std::vector<std::vector<const char*>> entries) {
+    auto list = std::make_unique<ZX_OSGI_STATE_LIST_S>();
     std::memset(list.get(), 0, sizeof *list);
     list->iCount = static_cast<int32_t>(entries.size());
     for (size_t i = 0; i < entries.size(); ++i) {
@@ -108,7 +108,7 @@ TEST_F(BundleListTest, ThreeHundredNamesSendOnlyTheFirst256) {
     ASSERT_EQ(OSGI_JNI_FillVdataFromJsonPara(&rec, env_, strings(texts)), 0u);
     auto list = read_query(rec);
 
-    auto expected = std::make_unique<OSGI_JNI_QUERY_LIST_S>();
+    auto expected = std::make_unique<ZX_OSGI_QUERY_LIST_S>();
     std::memset(expected.get(), 0, sizeof *expected);
     expected->uiFlag = 1;
     expected->uiCount = 256;
@@ -239,7 +239,7 @@ TEST_F(BundleListTest, StateListNotAllocatedGivesNull) {
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(BundleListTest, InstallProgressText) {
-    OSGI_JNI_PROCESS_REPLY_S reply{};
+    ZX_OSGI_PROCESS_REPLY_S reply{};
     reply.uiResult = 0xF7213003;
     std::strcpy(reply.acState, "Installing");
     reply.uiPercent = 40;
@@ -269,7 +269,7 @@ TEST_F(BundleListTest, StateQueryWithoutBundleManagerLeavesNoBlock) {
 }
 
 TEST(BundleInfo, EntryObjectHasThreeStrings) {
-    OSGI_JNI_BUNDLE_INFO_S info{};
+    ZX_OSGI_BUNDLE_INFO_S info{};
     std::strcpy(info.acBundleName, "x");
     std::strcpy(info.acVersion, "1");
     std::strcpy(info.acState, "INSTALLED");

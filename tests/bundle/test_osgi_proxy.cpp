@@ -74,19 +74,19 @@ protected:
 
     // The Java result of an install request.
     int32_t install(const std::string& name, const std::string& path, uint32_t size, uint32_t startFlag) {
-        OSGI_JNI_INSTALL_REQ_S req{};
+        ZX_OSGI_INSTALL_REQ_S req{};
         std::strncpy(req.acPluginName, name.c_str(), sizeof req.acPluginName - 1);
         std::strncpy(req.acFilePath, path.c_str(), sizeof req.acFilePath - 1);
         req.uiFileSize = size;
         req.uiStartFlag = startFlag;
         req.uiWanIndex = 1;
-        return word_call(OSGI_JNI_MSG_INSTALL, &req, sizeof req);
+        return word_call(0x47103039u, &req, sizeof req);
     }
 
     int32_t cancel(const std::string& name) {
-        OSGI_JNI_CANCEL_REQ_S req{};
+        ZX_OSGI_CANCEL_REQ_S req{};
         std::strncpy(req.acBundleName, name.c_str(), sizeof req.acBundleName - 1);
-        return word_call(OSGI_JNI_MSG_CANCEL_INSTALL, &req, sizeof req);
+        return word_call(0x4710303Cu, &req, sizeof req);
     }
 
     int32_t word_call(uint32_t msgId, const void* req, uint32_t len) {
@@ -96,10 +96,10 @@ protected:
     }
 
     Progress progress(const std::string& name) {
-        OSGI_JNI_PROCESS_REQ_S req{};
+        ZX_OSGI_PROCESS_REQ_S req{};
         std::strncpy(req.acPluginName, name.c_str(), sizeof req.acPluginName - 1);
-        OSGI_JNI_PROCESS_REPLY_S reply{};
-        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, OSGI_JNI_MSG_INSTALL_PROCESS, &req, sizeof req, &reply,
+        ZX_OSGI_PROCESS_REPLY_S reply{};
+        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, 0x47103037u, &req, sizeof req, &reply,
                                              sizeof reply),
                   0u);
         return {reply.uiStatus, ZX_OSGI_JNI_ZXErrConvert(reply.uiResult),
@@ -120,7 +120,7 @@ protected:
 
     // The state query: the names go out in a shared block, the answer comes back in another.
     States query(const std::vector<std::string>& names) {
-        auto list = std::make_unique<OSGI_JNI_QUERY_LIST_S>();
+        auto list = std::make_unique<ZX_OSGI_QUERY_LIST_S>();
         std::memset(list.get(), 0, sizeof *list);
         list->uiFlag = 1;
         for (size_t i = 0; i < names.size(); ++i) std::strcpy(list->aacBundleName[i], names[i].c_str());
@@ -128,15 +128,15 @@ protected:
         PluginVDataRecord req{};
         EXPECT_EQ(OSGI_JNI_ZipWriteVData(&req, list.get(), sizeof *list), 0u);
         PluginVDataRecord reply{};
-        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, OSGI_JNI_MSG_QUERY_STATE, &req, sizeof req, &reply,
+        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, 0x47103036u, &req, sizeof req, &reply,
                                              sizeof reply),
                   0u);
-        auto answer = std::make_unique<OSGI_JNI_STATE_LIST_S>();
+        auto answer = std::make_unique<ZX_OSGI_STATE_LIST_S>();
         EXPECT_EQ(OSGI_JNI_ReadUnzipVData(&reply, answer.get()), 0u);
         EXPECT_EQ(answer->uiStatus, 0u);
         States out;
         for (int32_t i = 0; i < answer->iCount; ++i) {
-            const OSGI_JNI_BUNDLE_INFO_S& e = answer->astBundle[i];
+            const ZX_OSGI_BUNDLE_INFO_S& e = answer->astBundle[i];
             out[std::string(e.acBundleName, strnlen(e.acBundleName, 128))] = {
                 std::string(e.acVersion, strnlen(e.acVersion, 24)), std::string(e.acState, strnlen(e.acState, 16))};
         }
@@ -246,7 +246,7 @@ TEST_F(OsgiProxyTest, QueryWithoutNamesListsEveryBundle) {
     ASSERT_TRUE(got);
     ASSERT_EQ(got->size(), 1u) << "the query is one request";
     const zxtest::Received& r = got->front();
-    EXPECT_EQ(r.msgId, OSGI_JNI_MSG_QUERY_STATE);
+    EXPECT_EQ(r.msgId, 0x47103036u);
     ASSERT_TRUE(r.decoded);
     EXPECT_STREQ(json_object_to_json_string_ext(r.decoded.get(), JSON_C_TO_STRING_PLAIN),
                  R"({"flag":1,"count":2,"names":["b","zz"]})");

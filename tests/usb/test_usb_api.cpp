@@ -51,8 +51,8 @@ TEST_F(UsbOwnership, RegisterSendsTypeAndPlugIdCutTo127) {
 
 TEST_F(UsbOwnership, ServiceFailuresReturnTheCodeAndLeaveTheBufferUntouched) {
     constexpr uint32_t kDown = 0xF7F00002;
-    for (uint32_t msgId : {ZX_JNI_USB_REGISTER, ZX_JNI_USB_UNREGISTER, ZX_JNI_USB_LOCK, ZX_JNI_USB_UNLOCK,
-                           ZX_JNI_USB_OPEN, ZX_JNI_USB_UNREGISTER_ALL})
+    for (uint32_t msgId : {0x47103041u, 0x47103042u, 0x47103043u, 0x47103044u,
+                           0x4710303Fu, 0x47103076u})
         inject_status(msgId, kDown);
     char buf[128] = "untouched";
     EXPECT_EQ(ZX_JNI_UsbRegister("p", 7, buf, sizeof buf), kDown);
@@ -134,14 +134,14 @@ TEST_F(UsbOwnership, UnregisteringReleasesLocksAndUnregisterAllReleasesEverythin
     EXPECT_STREQ(buf, "{\"Result\":-1,\"FailReason\":\"no plug-in registered for type 2\"}");
     // Every request in order; a 4-byte zero word stands in for unregister-all's missing request.
     expect_received("usb_mngt", {
-                                    {ZX_JNI_USB_REGISTER, plugin_request(1, "plugA")},
-                                    {ZX_JNI_USB_REGISTER, plugin_request(2, "plugH")},
-                                    {ZX_JNI_USB_LOCK, word(kEchoDevice)},
-                                    {ZX_JNI_USB_LOCK, word(kHostDevice)},
-                                    {ZX_JNI_USB_UNREGISTER, plugin_request(0, "plugA")},
-                                    {ZX_JNI_USB_UNREGISTER, plugin_request(0, "plugA")},
-                                    {ZX_JNI_USB_UNREGISTER_ALL, word(0)},
-                                    {ZX_JNI_USB_LOCK, word(kHostDevice)},
+                                    {0x47103041u, plugin_request(1, "plugA")},
+                                    {0x47103041u, plugin_request(2, "plugH")},
+                                    {0x47103043u, word(kEchoDevice)},
+                                    {0x47103043u, word(kHostDevice)},
+                                    {0x47103042u, plugin_request(0, "plugA")},
+                                    {0x47103042u, plugin_request(0, "plugA")},
+                                    {0x47103076u, word(0)},
+                                    {0x47103043u, word(kHostDevice)},
                                 });
 }
 

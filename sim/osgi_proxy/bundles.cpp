@@ -1,19 +1,5 @@
-// The "osgi_proxy" service: the bundle manager of the plug-in framework.
-//
-// It installs a bundle from a package file (which must exist and have the size the request
-// names), reports the install's progress for installMs milliseconds, then holds the bundle as
-// RESOLVED, or ACTIVE when the request asked for a start. start, stop, uninstall and the factory
-// reset ("FactoryPlugin") change the states; cancel ends an install in progress. Refusals come
-// back as the bundle manager's own codes in the reply word, with the call itself successful.
-//
-// State members:
-//   installMs    length of an install in milliseconds (default 3000)
-//   persistFile  gateway path where installed bundles are kept across restarts ("" or absent: not)
-//   bundles      {"name": {"version", "state"}} of the installed bundles
-//   installs     {"name": {"beginMs", "start", "version", "phase"}}: each install this process
-//                saw, "installing", "done" or "cancelled"; the progress query reads them
-// An install's end is applied when the next request arrives, so the state read over the control
-// socket may still show an install that has run its time.
+// "osgi_proxy": the bundles: install (with its progress), cancel, start, stop, uninstall, reset and
+// the state query.
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
@@ -22,9 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "services.h"
+#include "families.h"
+#include "record_util.h"
+#include "zx_host.h"
+#include "zx_wire_osgi_proxy.h"
 
-namespace zxsim {
+namespace zxsim::osgi_proxy {
 namespace {
 
 // The bundle manager's codes (the plug-in platform turns them into its small negative results).
@@ -48,132 +37,13 @@ constexpr const char* kResolved = "RESOLVED";
 constexpr const char* kInstalling = "INSTALLING";
 constexpr const char* kUninstalled = "UNINSTALLED";
 
-constexpr size_t kMaxBundles = 256;
-
-#pragma pack(push, 1)
-struct OperateRequest {
-    char name[128];
-    char action[16];
-    uint8_t resv[24];
-};
-
-struct InstallRequest {
-    char name[128];
-    char path[256];
-    uint32_t fileSize;
-    uint32_t startFlag;
-    uint8_t resv1[24];
-    uint32_t resv2;
-    uint32_t wanIndex;
-    uint8_t resv3[196];
-};
-
-struct CancelRequest {
-    char name[128];
-    uint8_t resv[24];
-};
-
-struct ProgressRequest {
-    uint8_t resv1[148];
-    char name[128];
-    uint8_t resv2[24];
-};
-
-struct ProgressReply {
-    uint32_t result;
-    uint8_t resv1[132];
-    uint32_t status;
-    uint8_t resv2[64];
-    char state[16];
-    uint32_t percent;
-};
-
-struct BlockRecord {
-    uint32_t id;
-    uint32_t storedLen;
-};
-
-struct QueryList {
-    uint8_t resv1[16];
-    uint32_t flag;
-    uint8_t resv2[128];
-    uint32_t count;
-    uint8_t resv3[16];
-    char names[kMaxBundles][128];
-};
-
-struct BundleEntry {
-    char name[128];
-    char version[24];
-    char state[16];
-};
-
-struct StateList {
-    uint8_t resv1[136];
-    uint32_t status;
-    uint8_t resv2[64];
-    int32_t count;
-    BundleEntry entries[kMaxBundles];
-};
-#pragma pack(pop)
-static_assert(sizeof(OperateRequest) == 168 && offsetof(OperateRequest, action) == 128);
-static_assert(sizeof(InstallRequest) == 620 && offsetof(InstallRequest, fileSize) == 384 &&
-              offsetof(InstallRequest, startFlag) == 388 && offsetof(InstallRequest, wanIndex) == 420);
-static_assert(sizeof(CancelRequest) == 152);
-static_assert(sizeof(ProgressRequest) == 300 && offsetof(ProgressRequest, name) == 148);
-static_assert(sizeof(ProgressReply) == 224 && offsetof(ProgressReply, status) == 136 &&
-              offsetof(ProgressReply, state) == 204 && offsetof(ProgressReply, percent) == 220);
-static_assert(sizeof(BlockRecord) == 8);
-static_assert(sizeof(QueryList) == 32936 && offsetof(QueryList, flag) == 16 && offsetof(QueryList, count) == 148 &&
-              offsetof(QueryList, names) == 168);
-static_assert(sizeof(BundleEntry) == 168 && offsetof(BundleEntry, version) == 128 &&
-              offsetof(BundleEntry, state) == 152);
-static_assert(sizeof(StateList) == 43216 && offsetof(StateList, status) == 136 && offsetof(StateList, count) == 204 &&
-              offsetof(StateList, entries) == 208);
-
-template <size_t N>
-std::string field(const char (&f)[N]) {
-    return std::string(f, strnlen(f, N));
-}
-
-template <size_t N>
-void put(char (&dst)[N], const std::string& text) {
-    std::memcpy(dst, text.data(), std::min(text.size(), N - 1));
-}
-
 int64_t now_ms() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
 
 // Member `key` of obj, created as an empty object when missing.
-json_object* object_member(json_object* obj, const char* key) {
-    json_object* v = nullptr;
-    if (json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_object)) return v;
-    v = json_object_new_object();
-    json_object_object_add(obj, key, v);
-    return v;
-}
-
-json_object* child(json_object* obj, const std::string& key) {
-    json_object* v = nullptr;
-    return json_object_object_get_ex(obj, key.c_str(), &v) ? v : nullptr;
-}
-
-std::string text_of(json_object* obj, const char* key) {
-    const char* t = member_text(obj, key);
-    return t ? t : "";
-}
-
-int64_t int_of(json_object* obj, const char* key, int64_t fallback) {
-    json_object* v = nullptr;
-    return json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_int) ? json_object_get_int64(v)
-                                                                                           : fallback;
-}
-
-void add_text(json_object* obj, const char* key, const std::string& text) {
-    json_object_object_add(obj, key, json_object_new_string(text.c_str()));
-}
+json_object* object_member(json_object* obj, const char* key) { return member(obj, key, json_type_object); }
 
 void set_bundle(json_object* state, const std::string& name, const std::string& version, const char* bundleState) {
     json_object* b = json_object_new_object();
@@ -262,29 +132,29 @@ void decode_name(Call& call, const std::string& name, const char* extraKey = nul
     call.set_decoded(std::move(decoded));
 }
 
-uint32_t install_checks(json_object* state, const InstallRequest& req, const std::string& name, std::string& version) {
+uint32_t install_checks(json_object* state, const ZX_OSGI_INSTALL_REQ_S& req, const std::string& name, std::string& version) {
     if (name.empty()) return kNoName;
     if (child(object_member(state, "bundles"), name)) return kAlreadyInstalled;
     json_object* running = child(object_member(state, "installs"), name);
     if (running && text_of(running, "phase") == "installing") return kInstallBusy;
-    std::ifstream package(zxhost::resolve_path(field(req.path)), std::ios::binary | std::ios::ate);
+    std::ifstream package(zxhost::resolve_path(field(req.acFilePath)), std::ios::binary | std::ios::ate);
     if (!package) return kNoPackage;
-    if (static_cast<uint64_t>(package.tellg()) != req.fileSize) return kBadPackage;
+    if (static_cast<uint64_t>(package.tellg()) != req.uiFileSize) return kBadPackage;
     package.seekg(0);
     version = package_version(package);
     return 0;
 }
 
 void install(Call& call) {
-    InstallRequest req;
+    ZX_OSGI_INSTALL_REQ_S req;
     if (!call.read(req)) return;
-    std::string name = field(req.name);
+    std::string name = field(req.acPluginName);
     JsonPtr decoded(json_object_new_object());
     add_text(decoded.get(), "name", name);
-    add_text(decoded.get(), "path", field(req.path));
-    json_object_object_add(decoded.get(), "fileSize", json_object_new_int64(req.fileSize));
-    json_object_object_add(decoded.get(), "startFlag", json_object_new_int64(req.startFlag));
-    json_object_object_add(decoded.get(), "wanIndex", json_object_new_int64(req.wanIndex));
+    add_text(decoded.get(), "path", field(req.acFilePath));
+    json_object_object_add(decoded.get(), "fileSize", json_object_new_int64(req.uiFileSize));
+    json_object_object_add(decoded.get(), "startFlag", json_object_new_int64(req.uiStartFlag));
+    json_object_object_add(decoded.get(), "wanIndex", json_object_new_int64(req.uiWanIndex));
     call.set_decoded(std::move(decoded));
     uint32_t result = call.service().with_state([&](json_object* state) {
         settle(state);
@@ -293,7 +163,7 @@ void install(Call& call) {
         if (code != 0) return code;
         json_object* install = json_object_new_object();
         json_object_object_add(install, "beginMs", json_object_new_int64(now_ms()));
-        json_object_object_add(install, "start", json_object_new_int(req.startFlag == 1));
+        json_object_object_add(install, "start", json_object_new_int(req.uiStartFlag == 1));
         add_text(install, "version", version);
         add_text(install, "phase", "installing");
         json_object_object_add(object_member(state, "installs"), name.c_str(), install);
@@ -303,9 +173,9 @@ void install(Call& call) {
 }
 
 void cancel(Call& call) {
-    CancelRequest req;
+    ZX_OSGI_CANCEL_REQ_S req;
     if (!call.read(req)) return;
-    std::string name = field(req.name);
+    std::string name = field(req.acBundleName);
     decode_name(call, name);
     uint32_t result = call.service().with_state([&](json_object* state) {
         settle(state);
@@ -342,10 +212,10 @@ uint32_t operate_on(json_object* state, const std::string& name, const std::stri
 }
 
 void operate(Call& call) {
-    OperateRequest req;
+    ZX_OSGI_OPERATE_REQ_S req;
     if (!call.read(req)) return;
-    std::string name = field(req.name);
-    std::string action = field(req.action);
+    std::string name = field(req.acBundleName);
+    std::string action = field(req.acAction);
     decode_name(call, name, "action", action);
     uint32_t result = call.service().with_state([&](json_object* state) {
         settle(state);
@@ -355,59 +225,59 @@ void operate(Call& call) {
 }
 
 void progress(Call& call) {
-    ProgressRequest req;
+    ZX_OSGI_PROCESS_REQ_S req;
     if (!call.read(req)) return;
-    std::string name = field(req.name);
+    std::string name = field(req.acPluginName);
     decode_name(call, name);
-    ProgressReply reply{};
+    ZX_OSGI_PROCESS_REPLY_S reply{};
     call.service().with_state([&](json_object* state) {
         settle(state);
         json_object* install = child(object_member(state, "installs"), name);
         if (!install) {
-            reply.status = kUnknownPlugin;
+            reply.uiStatus = kUnknownPlugin;
             return;
         }
         std::string phase = text_of(install, "phase");
         int64_t elapsed = now_ms() - int_of(install, "beginMs", 0);
         int64_t percent = std::min<int64_t>(99, elapsed * 100 / install_ms(state));
         if (phase == "done") {
-            put(reply.state, "Installed");
+            put(reply.acState, "Installed");
             percent = 100;
         } else if (phase == "cancelled") {
-            put(reply.state, "Cancelled");
+            put(reply.acState, "Cancelled");
         } else {
-            put(reply.state, percent < 50 ? "Downloading" : "Installing");
+            put(reply.acState, percent < 50 ? "Downloading" : "Installing");
         }
-        reply.percent = static_cast<uint32_t>(percent);
+        reply.uiPercent = static_cast<uint32_t>(percent);
     });
     call.reply_record(reply);
 }
 
 // The names of a query list: the filled slots (a skipped Java element leaves a slot empty).
-std::vector<std::string> query_names(const QueryList& list) {
+std::vector<std::string> query_names(const ZX_OSGI_QUERY_LIST_S& list) {
     std::vector<std::string> names;
-    for (const auto& slot : list.names)
+    for (const auto& slot : list.aacBundleName)
         if (slot[0]) names.push_back(field(slot));
     return names;
 }
 
 // The entries answering the names; no names asks for every bundle and install in progress.
-void fill_states(json_object* state, const std::vector<std::string>& names, StateList& list) {
+void fill_states(json_object* state, const std::vector<std::string>& names, ZX_OSGI_STATE_LIST_S& list) {
     json_object* bundles = object_member(state, "bundles");
     json_object* installs = object_member(state, "installs");
     auto add = [&](const std::string& name) {
-        if (list.count >= static_cast<int32_t>(kMaxBundles)) return;
-        BundleEntry& e = list.entries[list.count++];
-        put(e.name, name);
+        if (list.iCount >= static_cast<int32_t>(ZX_OSGI_MAX_BUNDLES)) return;
+        ZX_OSGI_BUNDLE_INFO_S& e = list.astBundle[list.iCount++];
+        put(e.acBundleName, name);
         json_object* install = child(installs, name);
         if (json_object* b = child(bundles, name)) {
-            put(e.version, text_of(b, "version"));
-            put(e.state, text_of(b, "state"));
+            put(e.acVersion, text_of(b, "version"));
+            put(e.acState, text_of(b, "state"));
         } else if (install && text_of(install, "phase") == "installing") {
-            put(e.version, text_of(install, "version"));
-            put(e.state, kInstalling);
+            put(e.acVersion, text_of(install, "version"));
+            put(e.acState, kInstalling);
         } else {
-            put(e.state, kUninstalled);
+            put(e.acState, kUninstalled);
         }
     };
     if (!names.empty()) {
@@ -424,10 +294,10 @@ void fill_states(json_object* state, const std::vector<std::string>& names, Stat
 }
 
 // Reads and frees the block of a query list; false (answered) when it cannot be read.
-bool read_query(Call& call, const BlockRecord& rec, QueryList& list) {
-    std::vector<uint8_t> stored(rec.storedLen);
-    uint32_t status = ZX_VDATA_ReadData(rec.id, rec.storedLen, stored.data());
-    uint32_t freed = ZX_VDATA_FreeShm(rec.id);  // the reader owns the block
+bool read_query(Call& call, const PluginVDataRecord& rec, ZX_OSGI_QUERY_LIST_S& list) {
+    std::vector<uint8_t> stored(rec.uiStoredLen);
+    uint32_t status = ZX_VDATA_ReadData(rec.uivDataID, rec.uiStoredLen, stored.data());
+    uint32_t freed = ZX_VDATA_FreeShm(rec.uivDataID);  // the reader owns the block
     if (status == ZX_OK) status = freed;
     if (status == ZX_OK && ZX_OS_DecompressedLen(stored.data()) != sizeof list) status = ZX_ERR_CORRUPT;
     if (status == ZX_OK) status = ZX_OS_Decompress(stored.data(), &list, sizeof list);
@@ -436,40 +306,40 @@ bool read_query(Call& call, const BlockRecord& rec, QueryList& list) {
 }
 
 // Stores the state list compressed in a new block; its record, or the failing status.
-uint32_t write_states(const StateList& list, BlockRecord& rec) {
+uint32_t write_states(const ZX_OSGI_STATE_LIST_S& list, PluginVDataRecord& rec) {
     std::vector<uint8_t> packed(sizeof list + sizeof list / 255 + 64);
     uint32_t len = static_cast<uint32_t>(packed.size());
     uint32_t status = ZX_OS_Compress(&list, sizeof list, packed.data(), &len);
-    if (status == ZX_OK) status = ZX_VDATA_CreShm(len, &rec.id);
+    if (status == ZX_OK) status = ZX_VDATA_CreShm(len, &rec.uivDataID);
     if (status == ZX_OK) {
-        status = ZX_VDATA_UpdateData(rec.id, len, packed.data());
-        if (status != ZX_OK) ZX_VDATA_FreeShm(rec.id);
+        status = ZX_VDATA_UpdateData(rec.uivDataID, len, packed.data());
+        if (status != ZX_OK) ZX_VDATA_FreeShm(rec.uivDataID);
     }
-    rec.storedLen = len;
+    rec.uiStoredLen = len;
     return status;
 }
 
 void query_states(Call& call) {
-    BlockRecord rec;
+    PluginVDataRecord rec;
     if (!call.read(rec)) return;
-    auto list = std::make_unique<QueryList>();
+    auto list = std::make_unique<ZX_OSGI_QUERY_LIST_S>();
     if (!read_query(call, rec, *list)) return;
     std::vector<std::string> names = query_names(*list);
     JsonPtr decoded(json_object_new_object());
-    json_object_object_add(decoded.get(), "flag", json_object_new_int64(list->flag));
-    json_object_object_add(decoded.get(), "count", json_object_new_int64(list->count));
+    json_object_object_add(decoded.get(), "flag", json_object_new_int64(list->uiFlag));
+    json_object_object_add(decoded.get(), "count", json_object_new_int64(list->uiCount));
     json_object* shown = json_object_new_array();
     for (const std::string& n : names) json_object_array_add(shown, json_object_new_string(n.c_str()));
     json_object_object_add(decoded.get(), "names", shown);
     call.set_decoded(std::move(decoded));
 
-    auto answer = std::make_unique<StateList>();
+    auto answer = std::make_unique<ZX_OSGI_STATE_LIST_S>();
     std::memset(answer.get(), 0, sizeof *answer);
     call.service().with_state([&](json_object* state) {
         settle(state);
         fill_states(state, names, *answer);
     });
-    BlockRecord reply{};
+    PluginVDataRecord reply{};
     uint32_t status = write_states(*answer, reply);
     if (status != ZX_OK) {
         call.fail(status);
@@ -479,19 +349,16 @@ void query_states(Call& call) {
 }
 
 constexpr std::initializer_list<Command> kCommands{
-    {0x47103036, "QueryBundleState", query_states},
-    {0x47103037, "QueryInstallProcess", progress},
-    {0x47103039, "Install", install},
-    {0x4710303C, "CancelInstall", cancel},
-    {0x4710303D, "Operate", operate},
+    {ZX_OSGI_RPC_QUERY_STATE, "QueryBundleState", query_states},
+    {ZX_OSGI_RPC_INSTALL_PROCESS, "QueryInstallProcess", progress},
+    {ZX_OSGI_RPC_INSTALL, "Install", install},
+    {ZX_OSGI_RPC_CANCEL_INSTALL, "CancelInstall", cancel},
+    {ZX_OSGI_RPC_OPERATE, "Operate", operate},
 };
 static_assert(commands_sorted(kCommands));
 
 }  // namespace
 
-const ServiceDef& osgi_proxy_service() {
-    static const ServiceDef kDef{"osgi_proxy", {kCommands.begin(), kCommands.size()}};
-    return kDef;
-}
+extern const CommandFamily kBundlesFamily{"bundles", {kCommands.begin(), kCommands.size()}};
 
-}  // namespace zxsim
+}  // namespace zxsim::osgi_proxy

@@ -8,14 +8,11 @@ namespace {
 
 void accept_event(Call& call) { call.reply_bytes({}); }
 
-// Events that need more than the record kept (none yet).
-constexpr std::initializer_list<Command> kCommands{};
-static_assert(commands_sorted(kCommands));
-
 }  // namespace
 
+// Events that need more than the record kept would be families of their own (none yet).
 const ServiceDef& eventcenter_service() {
-    static const ServiceDef kDef{ZX_EVENTCENTER_ENDPOINT, {kCommands.begin(), kCommands.size()}, accept_event};
+    static const ServiceDef kDef{ZX_EVENTCENTER_ENDPOINT, {}, accept_event};
     return kDef;
 }
 

@@ -1,0 +1,46 @@
+// Shared blocks as the simulated services read them: the tunnel API's blocks (stored as they are
+// or compressed) and the payloads of NUL-terminated texts they carry.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "json_util.h"
+#include "service.h"
+
+namespace zxsim {
+
+// Reads the tunnel-API block named by the TunnelVDataRecord at `offset` of the request, frees it,
+// and expands it when it was stored compressed. decoded receives the record and the payload in
+// hex. On failure the call has been answered and false is returned.
+bool read_tunnel_block(Call& call, size_t offset, std::vector<uint8_t>& payload, JsonPtr& decoded);
+
+// Reads NUL-terminated texts one after the other from a payload.
+class PayloadReader {
+public:
+    explicit PayloadReader(const std::vector<uint8_t>& bytes) : bytes_(bytes) {}
+    std::string text() {
+        size_t start = pos_;
+        while (pos_ < bytes_.size() && bytes_[pos_] != 0) ++pos_;
+        std::string t(bytes_.begin() + static_cast<long>(start), bytes_.begin() + static_cast<long>(pos_));
+        if (pos_ < bytes_.size()) ++pos_;  // the NUL
+        return t;
+    }
+    bool word(uint32_t& out) {
+        if (bytes_.size() - pos_ < sizeof out) return false;
+        std::memcpy(&out, bytes_.data() + pos_, sizeof out);
+        pos_ += sizeof out;
+        return true;
+    }
+    bool at_end() const { return pos_ >= bytes_.size(); }
+    std::span<const uint8_t> rest() const { return {bytes_.data() + pos_, bytes_.size() - pos_}; }
+
+private:
+    const std::vector<uint8_t>& bytes_;
+    size_t pos_ = 0;
+};
+
+}  // namespace zxsim
