@@ -11,9 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "jvm.h"
 #include "sim_process.h"
+#include "source_lines.h"
 #include "test_env.h"
 #include "zx_velm_jni_api.h"
 
@@ -45,16 +46,7 @@ constexpr const char* kVelmApi = "../velm/zx_velm_jni_api";
 // The line of the bindings' source that holds `needle`: a binding traces with the line of the
 // call. 0 when no line or more than one holds it.
 uint32_t binding_line(const std::string& needle) {
-    std::ifstream in(ZX_SOURCE_DIR "/baseservice/baseservice_jni.cpp");
-    uint32_t found = 0;
-    uint32_t n = 0;
-    for (std::string line; std::getline(in, line);) {
-        ++n;
-        if (line.find(needle) == std::string::npos) continue;
-        if (found) return 0;
-        found = n;
-    }
-    return found;
+    return zxtest::source_line("baseservice/baseservice_jni.cpp", needle);
 }
 
 std::string entry_trace(const std::string& method) {
@@ -167,7 +159,7 @@ protected:
         Bindings::TearDown();
     }
     testing::AssertionResult set_loid(const std::string& loid) {
-        return sim_.ctl_ok(R"({"op":"set","service":"app_m","state":{"loid":")" + loid + R"("}})");
+        return sim_.set_state("app_m", "loid", loid);
     }
 
     SimProcess sim_{{.services = {"app_m"}}};
@@ -203,7 +195,7 @@ TEST_F(LoidBinding, EmptyLoidReachesJavaAsNull) {
 }
 
 TEST_F(LoidBinding, FailedCallIsNull) {
-    ASSERT_TRUE(sim_.ctl_ok(R"({"op":"inject","service":"app_m","msgId":"0x4710304B","fault":"status","value":7})"));
+    ASSERT_TRUE(sim_.inject("app_m", 0x4710304B, zxtest::Fault::status(7)));
     EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(env_, nullptr), nullptr);
     EXPECT_EQ(take_records(), (std::vector<std::string>{
                                   entry_trace("sysGetLoid"),
