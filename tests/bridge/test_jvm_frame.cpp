@@ -2,7 +2,10 @@
 // VM: a heap buffer sized at run time, a text copied into length + 1 bytes, integer answers with
 // their own missing-argument path, a void native's closing trace, String[] arguments with null
 // elements, String[] answers, char[] arguments cut to bytes, byte[] handed back in a holder field.
-// Each case checks the answer, the records written and that nothing is left allocated.
+// Each case checks the answer, the records written and that nothing is left allocated. The
+// arguments a case passes are made through the VM's own env (vm_), as the VM hands a native its
+// arguments; the binding gets the counting env (env_), and what it hands back is deleted through
+// env_, so a reference the frame keeps by mistake is counted when the case ends.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -37,6 +40,7 @@ class Frame : public zxtest::JvmTest {
 protected:
     void SetUp() override {
         JvmTest::SetUp();
+        if (HasFatalFailure()) return;
         zxhost::trace_capture_start();
     }
     void TearDown() override {
@@ -46,6 +50,7 @@ protected:
         JvmTest::TearDown();
     }
 
+    // The text of a string the code under test handed back, whose reference is then deleted.
     std::string text_of(jstring s) {
         if (!s) return "<null>";
         const char* chars = env_->GetStringUTFChars(s, nullptr);
@@ -55,16 +60,18 @@ protected:
         return out;
     }
 
+    // A String[] argument made as the VM hands it to a native (outside the count); nullptr
+    // entries stay null.
     jobjectArray strings(std::initializer_list<const char*> values) {
-        jclass cls = env_->FindClass("java/lang/String");
-        jobjectArray a = env_->NewObjectArray(static_cast<jsize>(values.size()), cls, nullptr);
-        env_->DeleteLocalRef(cls);
+        jclass cls = vm_->FindClass("java/lang/String");
+        jobjectArray a = vm_->NewObjectArray(static_cast<jsize>(values.size()), cls, nullptr);
+        vm_->DeleteLocalRef(cls);
         jsize i = 0;
         for (const char* v : values) {
             if (v) {
-                jstring s = env_->NewStringUTF(v);
-                env_->SetObjectArrayElement(a, i, s);
-                env_->DeleteLocalRef(s);
+                jstring s = vm_->NewStringUTF(v);
+                vm_->SetObjectArrayElement(a, i, s);
+                vm_->DeleteLocalRef(s);
             }
             ++i;
         }
@@ -167,7 +174,8 @@ TEST_F(Frame, KeptTextGoesToJavaAsThePlatformLeftIt) {
 // ---- String[] arguments ---------------------------------------------------------------------
 
 TEST_F(Frame, StringArrayArgumentGivesEmptyTextsForNullElements) {
-    StringArrayArg macs(env_, strings({"00:11:22:33:44:55", nullptr, "", "aa"}));
+    jobjectArray array = strings({"00:11:22:33:44:55", nullptr, "", "aa"});
+    StringArrayArg macs(env_, array);
     ASSERT_FALSE(macs.is_null());
     ASSERT_EQ(macs.length(), 4);
     EXPECT_STREQ(macs.text(0).get(), "00:11:22:33:44:55");
@@ -176,6 +184,9 @@ TEST_F(Frame, StringArrayArgumentGivesEmptyTextsForNullElements) {
     EXPECT_STREQ(macs.text(3).get(), "aa");
     EXPECT_FALSE(macs.text(4));  // beyond the array
     EXPECT_FALSE(macs.text(-1));
+    EXPECT_EQ(refs_->live(), 0u) << "each element's reference is dropped once converted";
+    EXPECT_GE(refs_->made(), 3u) << "the elements that are not null were read through the counted env";
+    vm_->DeleteLocalRef(array);
 }
 
 TEST_F(Frame, ANullStringArrayHasNoElements) {
@@ -186,20 +197,25 @@ TEST_F(Frame, ANullStringArrayHasNoElements) {
 }
 
 TEST_F(Frame, ALongStringArrayIsReadWithinTheNativesReferences) {
-    // The case runs in a frame of 16 references; -Xcheck:jni would report a reference per element.
-    jclass cls = env_->FindClass("java/lang/String");
-    jobjectArray a = env_->NewObjectArray(300, cls, nullptr);
-    env_->DeleteLocalRef(cls);
+    // The case runs in a frame of 16 references; a reference kept per element would be counted
+    // (and -Xcheck:jni would report the frame's capacity exceeded).
+    jclass cls = vm_->FindClass("java/lang/String");
+    jobjectArray a = vm_->NewObjectArray(300, cls, nullptr);
+    vm_->DeleteLocalRef(cls);
     for (jsize i = 0; i < 300; i += 2) {
-        jstring s = env_->NewStringUTF("x");
-        env_->SetObjectArrayElement(a, i, s);
-        env_->DeleteLocalRef(s);
+        jstring s = vm_->NewStringUTF("x");
+        vm_->SetObjectArrayElement(a, i, s);
+        vm_->DeleteLocalRef(s);
     }
     StringArrayArg list(env_, a);
     int converted = 0;
     for (jsize i = 0; i < list.length(); ++i)
         if (list.text(i)) ++converted;
     EXPECT_EQ(converted, 150);
+    EXPECT_EQ(refs_->live(), 0u);
+    EXPECT_GE(refs_->made(), 150u) << "the elements read were counted";
+    EXPECT_LT(refs_->peak(), static_cast<size_t>(zxtest::kNativeFrameCapacity));
+    vm_->DeleteLocalRef(a);
 }
 
 // ---- String[] answers -----------------------------------------------------------------------
@@ -213,18 +229,30 @@ TEST_F(Frame, StringArrayResultLeavesUnsetAndEmptyElementsNull) {
     EXPECT_FALSE(env_->ExceptionCheck());
     jobjectArray array = result.release();
     ASSERT_NE(array, nullptr);
+    EXPECT_EQ(refs_->live(), 1u) << "the array handed out and nothing else";
     ASSERT_EQ(env_->GetArrayLength(array), 3);
     EXPECT_EQ(text_of(static_cast<jstring>(env_->GetObjectArrayElement(array, 0))), "video:1;picture:2;music:3");
     EXPECT_EQ(env_->GetObjectArrayElement(array, 1), nullptr);
     EXPECT_EQ(env_->GetObjectArrayElement(array, 2), nullptr);
+    env_->DeleteLocalRef(array);  // what the binding handed out, as Java would take it over
+}
+
+TEST_F(Frame, AStringArrayResultNotHandedOutLeavesNoReference) {
+    {
+        StringArrayResult result(env_, 2);
+        ASSERT_TRUE(result);
+        EXPECT_TRUE(result.set(1, "x"));
+        EXPECT_EQ(refs_->live(), 1u) << "the array alone while it is being filled";
+    }
+    EXPECT_EQ(refs_->live(), 0u);
 }
 
 // ---- char[] arguments -----------------------------------------------------------------------
 
 TEST_F(Frame, CharArrayIsCutToLowBytesAndACountBeyondItsRangeToWhatItHolds) {
-    jcharArray channels = env_->NewCharArray(3);
+    jcharArray channels = vm_->NewCharArray(3);
     const jchar values[3] = {0x141, 6, 0xFFFF};
-    env_->SetCharArrayRegion(channels, 0, 3, values);
+    vm_->SetCharArrayRegion(channels, 0, 3, values);
     ReadOnlyChars chars(env_, channels);
     uint8_t out[32];
     out[5] = 0xEE;
@@ -237,13 +265,15 @@ TEST_F(Frame, CharArrayIsCutToLowBytesAndACountBeyondItsRangeToWhatItHolds) {
     EXPECT_EQ(zxjni::low_bytes(chars, -4, out, sizeof out), 0u);
     ReadOnlyChars none(env_, nullptr);
     EXPECT_EQ(zxjni::low_bytes(none, 3, out, sizeof out), 0u);
+    EXPECT_EQ(refs_->made(), 0u) << "pinning and reading make no reference";
 }
 
 TEST_F(Frame, CharArrayCountIsCutToTheBlock) {
-    jcharArray channels = env_->NewCharArray(40);
+    jcharArray channels = vm_->NewCharArray(40);
     zxjni::PinnedChars chars(env_, channels);
     uint8_t out[32];
     EXPECT_EQ(zxjni::low_bytes(chars, 40, out, sizeof out), 32u);
+    EXPECT_EQ(refs_->made(), 0u);
 }
 
 // ---- byte[] in a holder object --------------------------------------------------------------
@@ -251,18 +281,24 @@ TEST_F(Frame, CharArrayCountIsCutToTheBlock) {
 // java.io.ByteArrayOutputStream keeps its bytes in a field "buf" of type byte[]: a holder object
 // the VM has without a class of the test's own.
 TEST_F(Frame, BytesAreStoredInTheHoldersField) {
-    jclass cls = env_->FindClass("java/io/ByteArrayOutputStream");
-    jobject holder = env_->NewObject(cls, env_->GetMethodID(cls, "<init>", "()V"));
+    jclass cls = vm_->FindClass("java/io/ByteArrayOutputStream");
+    jobject holder = vm_->NewObject(cls, vm_->GetMethodID(cls, "<init>", "()V"));
     const char data[5] = {1, 2, 3, 4, 5};
     ASSERT_TRUE(zxjni::store_byte_array(env_, holder, "buf", data, 5));
-    auto stored = static_cast<jbyteArray>(env_->GetObjectField(holder, env_->GetFieldID(cls, "buf", "[B")));
-    ASSERT_EQ(env_->GetArrayLength(stored), 5);
+    EXPECT_EQ(refs_->live(), 0u) << "the array lives on in the field, its reference is dropped";
+    EXPECT_GE(refs_->made(), 2u) << "the array's and the class's references were counted";
+    auto stored = static_cast<jbyteArray>(vm_->GetObjectField(holder, vm_->GetFieldID(cls, "buf", "[B")));
+    ASSERT_EQ(vm_->GetArrayLength(stored), 5);
     jbyte back[5] = {};
-    env_->GetByteArrayRegion(stored, 0, 5, back);
+    vm_->GetByteArrayRegion(stored, 0, 5, back);
     EXPECT_EQ(back[4], 5);
+    vm_->DeleteLocalRef(stored);
     EXPECT_FALSE(zxjni::store_byte_array(env_, holder, "bytearray", data, 5));  // no such field
     EXPECT_FALSE(env_->ExceptionCheck());
+    EXPECT_EQ(refs_->live(), 0u) << "a field that is not there leaves no reference either";
     EXPECT_FALSE(zxjni::store_byte_array(env_, nullptr, "buf", data, 5));
+    vm_->DeleteLocalRef(holder);
+    vm_->DeleteLocalRef(cls);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // The bridge's scoped holders: each releases what it holds on every path (scope end, reset(),
 // assignment over it), release() hands the resource out unreleased, and a move leaves exactly one
-// owner. Java resources are judged in a real VM (-Xcheck:jni reports leaked references and
-// unreleased elements), platform blocks by the tracing allocator's count, segments by the kernel.
+// owner. Java resources are judged in a real VM: the harness counts the local references made
+// through the env the holders get (the strings and arrays a case passes in are made through the
+// VM's own env, as a native's arguments are), and -Xcheck:jni reports unreleased elements.
+// Platform blocks are judged by the tracing allocator's count, segments by the kernel.
 #include <gtest/gtest.h>
 #include <json-c/json.h>
 #include <sys/ipc.h>
@@ -44,17 +46,20 @@ char* system_copy(const char* text) {
 // ---- converted strings ----------------------------------------------------------------------
 
 TEST_F(Holders, JavaTextHoldsTheConvertedStringAndANullStringGivesAnEmptyHolder) {
-    JavaText text(env_, env_->NewStringUTF("lns.example"));
+    JavaText text(env_, vm_->NewStringUTF("lns.example"));
     ASSERT_TRUE(text);
     EXPECT_STREQ(text.get(), "lns.example");
+    EXPECT_EQ(refs_->live(), 0u) << "the conversion keeps no reference of its own";
+    EXPECT_GT(refs_->made(), 0u) << "the conversion's references were counted";
     JavaText none(env_, nullptr);
     EXPECT_FALSE(none);
-    JavaText empty(env_, env_->NewStringUTF(""));
+    JavaText empty(env_, vm_->NewStringUTF(""));
     EXPECT_FALSE(empty);
+    EXPECT_EQ(refs_->live(), 0u);
 }
 
 TEST_F(Holders, JavaTextMoveLeavesOneOwnerAndReleaseHandsTheTextOut) {
-    JavaText a(env_, env_->NewStringUTF("abc"));
+    JavaText a(env_, vm_->NewStringUTF("abc"));
     const char* p = a.get();
     JavaText b(std::move(a));
     EXPECT_FALSE(a);
@@ -80,8 +85,9 @@ TEST_F(Holders, SecretTextHoldsTheTextAndMovesLikeAnyText) {
     EXPECT_FALSE(b);
     EXPECT_STREQ(out, "s3cret");  // handed out as it was: the new owner wipes it
     std::free(out);
-    SecretText fromJava(env_, env_->NewStringUTF("key"));
+    SecretText fromJava(env_, vm_->NewStringUTF("key"));
     EXPECT_STREQ(fromJava.get(), "key");
+    EXPECT_EQ(refs_->live(), 0u);
 }
 
 // ---- pinned arrays --------------------------------------------------------------------------
@@ -99,18 +105,20 @@ jbyte byte_at(JNIEnv* env, jbyteArray a, jsize i) {
 }
 
 TEST_F(Holders, ReadWriteBytesAreCopiedBackWhenReleased) {
-    jbyteArray array = bytes_of(env_, {1, 2, 3});
+    jbyteArray array = bytes_of(vm_, {1, 2, 3});
     {
         PinnedBytes pinned(env_, array);
         ASSERT_TRUE(pinned);
         EXPECT_EQ(pinned.length(), 3);
         pinned.get()[1] = 42;
     }
-    EXPECT_EQ(byte_at(env_, array, 1), 42);
+    EXPECT_EQ(byte_at(vm_, array, 1), 42);
+    EXPECT_EQ(refs_->made(), 0u) << "pinning makes no reference";
+    vm_->DeleteLocalRef(array);
 }
 
 TEST_F(Holders, ReadOnlyBytesAreReleasedWithoutCopyingBack) {
-    jbyteArray array = bytes_of(env_, {1, 2, 3});
+    jbyteArray array = bytes_of(vm_, {1, 2, 3});
     static_assert(ReadOnlyBytes::kReleaseMode == JNI_ABORT);
     static_assert(PinnedBytes::kReleaseMode == 0);
     {
@@ -121,13 +129,15 @@ TEST_F(Holders, ReadOnlyBytesAreReleasedWithoutCopyingBack) {
         // that pinned in place would show the change, and this expectation would say so.)
         pinned.get()[2] = 99;
     }
-    EXPECT_EQ(byte_at(env_, array, 2), 3);
+    EXPECT_EQ(byte_at(vm_, array, 2), 3);
+    EXPECT_EQ(refs_->made(), 0u);
+    vm_->DeleteLocalRef(array);
 }
 
 TEST_F(Holders, CharArraysPinAndResetReleasesEarly) {
-    jcharArray array = env_->NewCharArray(2);
+    jcharArray array = vm_->NewCharArray(2);
     const jchar init[2] = {u'a', 0x141};
-    env_->SetCharArrayRegion(array, 0, 2, init);
+    vm_->SetCharArrayRegion(array, 0, 2, init);
     PinnedChars rw(env_, array);
     ASSERT_TRUE(rw);
     EXPECT_EQ(rw.get()[1], 0x141);
@@ -135,10 +145,11 @@ TEST_F(Holders, CharArraysPinAndResetReleasesEarly) {
     rw.reset();
     EXPECT_FALSE(rw);
     jchar now[2] = {};
-    env_->GetCharArrayRegion(array, 0, 2, now);
+    vm_->GetCharArrayRegion(array, 0, 2, now);
     EXPECT_EQ(now[0], u'z');
     ReadOnlyChars ro(env_, array);
     EXPECT_EQ(ro.length(), 2);
+    EXPECT_EQ(refs_->made(), 0u);
 }
 
 TEST_F(Holders, ANullArrayPinsNothing) {
@@ -150,7 +161,7 @@ TEST_F(Holders, ANullArrayPinsNothing) {
 }
 
 TEST_F(Holders, PinnedArrayMoveLeavesOneOwnerAndReleaseHandsTheElementsOut) {
-    jbyteArray array = bytes_of(env_, {5, 6});
+    jbyteArray array = bytes_of(vm_, {5, 6});
     PinnedBytes a(env_, array);
     jbyte* p = a.get();
     PinnedBytes b(std::move(a));
@@ -160,27 +171,67 @@ TEST_F(Holders, PinnedArrayMoveLeavesOneOwnerAndReleaseHandsTheElementsOut) {
     EXPECT_FALSE(b);
     out[0] = 7;
     env_->ReleaseByteArrayElements(array, out, 0);  // the new owner's release; -Xcheck:jni would report a double one
-    EXPECT_EQ(byte_at(env_, array, 0), 7);
+    EXPECT_EQ(byte_at(vm_, array, 0), 7);
+    EXPECT_EQ(refs_->made(), 0u);
 }
 
 // ---- local references -----------------------------------------------------------------------
 
 TEST_F(Holders, LocalRefsAreDeletedSoALoopStaysWithinTheNativesFrame) {
-    // The case runs in a frame of 16 references; -Xcheck:jni reports any loop that keeps them.
+    // The case runs in a frame of 16 references; a loop that kept them would be counted (and
+    // -Xcheck:jni would report the frame's capacity exceeded).
     for (int i = 0; i < 200; ++i) {
-        LocalRef<jstring> s(env_, env_->NewStringUTF("x"));
-        ASSERT_TRUE(s);
+        {
+            LocalRef<jstring> s(env_, env_->NewStringUTF("x"));
+            ASSERT_TRUE(s);
+            ASSERT_EQ(refs_->live(), 1u);
+        }
+        ASSERT_EQ(refs_->live(), 0u) << "round " << i;
     }
+    EXPECT_EQ(refs_->made(), 200u);
+    EXPECT_EQ(refs_->peak(), 1u);
+}
+
+TEST_F(Holders, ALocalRefLeavesTheCountWhereItWasWhenItEnds) {
+    jstring other = env_->NewStringUTF("the caller's");
+    const size_t before = refs_->live();
+    ASSERT_EQ(before, 1u);
+    {
+        LocalRef<jstring> s(env_, env_->NewStringUTF("held"));
+        EXPECT_EQ(refs_->live(), before + 1);
+    }
+    EXPECT_EQ(refs_->live(), before);
+    {
+        LocalRef<jstring> s(env_, env_->NewStringUTF("reset"));
+        s.reset();
+        EXPECT_FALSE(s);
+        EXPECT_EQ(refs_->live(), before) << "reset() deletes at once";
+    }
+    {
+        LocalRef<jstring> s(env_, env_->NewStringUTF("first"));
+        s = LocalRef<jstring>(env_, env_->NewStringUTF("second"));  // the first goes as the second comes
+        EXPECT_EQ(refs_->live(), before + 1);
+        EXPECT_EQ(env_->GetStringUTFLength(s.get()), 6);
+    }
+    EXPECT_EQ(refs_->live(), before);
+    { LocalRef<jstring> none(env_, nullptr); }
+    EXPECT_EQ(refs_->live(), before);
+    EXPECT_EQ(env_->GetStringUTFLength(other), 12);  // the caller's own reference is untouched
+    env_->DeleteLocalRef(other);
 }
 
 TEST_F(Holders, LocalRefMoveAndReleaseHandTheReferenceOn) {
-    LocalRef<jstring> a(env_, env_->NewStringUTF("kept"));
-    LocalRef<jstring> b(std::move(a));
-    EXPECT_FALSE(a);
-    jstring kept = b.release();
-    EXPECT_FALSE(b);
-    EXPECT_EQ(env_->GetStringUTFLength(kept), 4);  // still a live reference
-    env_->DeleteLocalRef(kept);
+    {
+        LocalRef<jstring> a(env_, env_->NewStringUTF("kept"));
+        LocalRef<jstring> b(std::move(a));
+        EXPECT_FALSE(a);
+        jstring kept = b.release();
+        EXPECT_FALSE(b);
+        EXPECT_EQ(env_->GetStringUTFLength(kept), 4);  // still a live reference
+        EXPECT_EQ(refs_->live(), 1u);
+        env_->DeleteLocalRef(kept);
+    }
+    EXPECT_EQ(refs_->live(), 0u) << "neither the moved-from nor the released holder deleted it again";
 }
 
 TEST_F(Holders, LocalFrameDropsWhatWasMadeInsideAndReleaseKeepsOne) {
@@ -189,11 +240,39 @@ TEST_F(Holders, LocalFrameDropsWhatWasMadeInsideAndReleaseKeepsOne) {
         LocalFrame frame(env_, 64);
         ASSERT_TRUE(frame);
         for (int i = 0; i < 40; ++i) env_->NewStringUTF("dropped");
+        EXPECT_EQ(refs_->live(), 40u);
         kept = frame.release(env_->NewStringUTF("kept"));
         EXPECT_FALSE(frame);
+        EXPECT_EQ(refs_->live(), 1u) << "the one kept, in the frame below";
     }
     ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(refs_->live(), 1u) << "a released frame is not popped again";
+    EXPECT_EQ(refs_->peak(), 41u);
     EXPECT_EQ(env_->GetStringUTFLength(static_cast<jstring>(kept)), 4);
+    env_->DeleteLocalRef(kept);
+}
+
+TEST_F(Holders, LocalFrameEndingDropsEverythingMadeInside) {
+    jstring outside = env_->NewStringUTF("outside");
+    {
+        LocalFrame frame(env_, 32);
+        ASSERT_TRUE(frame);
+        for (int i = 0; i < 20; ++i) env_->NewStringUTF("dropped");
+        EXPECT_EQ(refs_->live(), 21u);
+    }
+    EXPECT_EQ(refs_->live(), 1u) << "only the reference made before the frame";
+    {
+        LocalFrame frame(env_, 32);
+        ASSERT_TRUE(frame);
+        env_->NewStringUTF("dropped");
+        frame.reset();
+        EXPECT_FALSE(frame);
+        EXPECT_EQ(refs_->live(), 1u) << "reset() pops at once";
+    }
+    EXPECT_EQ(refs_->live(), 1u);
+    EXPECT_EQ(refs_->unbalanced_pops(), 0u) << "each frame popped once";
+    EXPECT_EQ(env_->GetStringUTFLength(outside), 7);
+    env_->DeleteLocalRef(outside);
 }
 
 // ---- platform blocks ------------------------------------------------------------------------
