@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "binding.h"
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "jvm.h"
 #include "zx_host.h"
 

@@ -15,7 +15,7 @@
 #include <string>
 #include <utility>
 
-#include "bridge_test.h"
+#include "trace_lines.h"
 #include "jvm.h"
 #include "scoped.h"
 #include "scoped_json.h"
