@@ -13,6 +13,7 @@
 
 #include "trace_lines.h"
 #include "jvm.h"
+#include "traced_jvm_test.h"
 #include "sim_process.h"
 #include "source_lines.h"
 #include "test_env.h"
@@ -71,18 +72,8 @@ struct EnvVar {
     EnvVar(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
 };
 
-class Bindings : public zxtest::JvmTest {
+class Bindings : public zxtest::TracedJvmTest {
 protected:
-    void SetUp() override {
-        JvmTest::SetUp();
-        zxhost::trace_capture_start();
-    }
-    void TearDown() override {
-        zxhost::trace_capture_stop();
-        EXPECT_TRUE(nothing_left_behind());
-        JvmTest::TearDown();
-    }
-
     void write_idle_stat() {
         std::ofstream(proc_.path() + "/stat") << "cpu  100 20 300 4000 50 0 10 0 0 0\n";
     }

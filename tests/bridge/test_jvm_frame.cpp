@@ -14,6 +14,7 @@
 #include "binding.h"
 #include "trace_lines.h"
 #include "jvm.h"
+#include "traced_jvm_test.h"
 #include "zx_host.h"
 
 namespace {
@@ -36,20 +37,8 @@ std::string entry(const std::string& method) {
     return "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + method + " called \r\n";
 }
 
-class Frame : public zxtest::JvmTest {
+class Frame : public zxtest::TracedJvmTest {
 protected:
-    void SetUp() override {
-        JvmTest::SetUp();
-        if (HasFatalFailure()) return;
-        zxhost::trace_capture_start();
-    }
-    void TearDown() override {
-        zxhost::alloc_fail_clear();
-        zxhost::trace_capture_stop();
-        EXPECT_TRUE(zxtest::nothing_left_behind());
-        JvmTest::TearDown();
-    }
-
     // The text of a string the code under test handed back, whose reference is then deleted.
     std::string text_of(jstring s) {
         if (!s) return "<null>";

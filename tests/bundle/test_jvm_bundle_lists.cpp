@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "../bridge/jvm.h"
+#include "../bridge/traced_jvm_test.h"
 #include "bundle_fixture.h"
 #include "zx_velm_bundle.h"
 #include "zx_velm_jni_api.h"
@@ -26,20 +26,8 @@ using zxtest::L1;
 using zxtest::T;
 using zxtest::take_records;
 
-class BundleListTest : public zxtest::JvmTest {
+class BundleListTest : public zxtest::TracedJvmTest {
 protected:
-    void SetUp() override {
-        JvmTest::SetUp();
-        if (HasFatalFailure()) return;
-        zxhost::trace_capture_start();
-    }
-    void TearDown() override {
-        zxhost::alloc_fail_clear();
-        zxhost::trace_capture_stop();
-        EXPECT_TRUE(zxtest::nothing_left_behind());
-        JvmTest::TearDown();
-    }
-
     // A String[] of the texts, made as the VM hands a native its argument (outside the count);
     // nullptr entries stay null.
     jobjectArray strings(const std::vector<const char*>& texts) {
