@@ -59,9 +59,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(JNI
 // between Java arrays and native memory.
 // ---------------------------------------------------------------------------------------------
 
-extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRegister(JNIEnv* env, jobject, jstring jPlugId,
-                                                                               jint type) {
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRegister(
+    JNIEnv* env, jobject, jstring jPlugId, jint type) {
     JavaText plugId(env, jPlugId);
     if (!plugId) {
         zxjni::last_word(__LINE__, 1);
@@ -77,8 +76,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRegister(JN
 }
 
 extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbUnregister(JNIEnv* env, jobject,
-                                                                                 jstring jPlugId) {
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbUnregister(JNIEnv* env, jobject, jstring jPlugId) {
     JavaText plugId(env, jPlugId);
     if (!plugId) {
         zxjni::last_word(__LINE__, 1);
@@ -126,10 +124,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbDataAvailab
     return flag ? JNI_TRUE : JNI_FALSE;
 }
 
-extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRead(JNIEnv* env, jobject, jint handle,
-                                                                           jobject holder, jint offset, jint count,
-                                                                           jint timeOut) {
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRead(
+    JNIEnv* env, jobject, jint handle, jobject holder, jint offset, jint count, jint timeOut) {
     Binding<128> b(env, "usbRead", __LINE__);
     b.trace(__LINE__, "\r\n iHandle = %u \r\n", u32(handle));
     b.trace(__LINE__, "\r\n iOffset = %u \r\n", u32(offset));
@@ -151,9 +147,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbRead(JNIEnv
     return b.finish_with_reply(code, __LINE__, kReplyTrace);
 }
 
-extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbWrite(JNIEnv* env, jobject, jint handle,
-                                                                            jbyteArray data, jint offset, jint count) {
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbWrite(
+    JNIEnv* env, jobject, jint handle, jbyteArray data, jint offset, jint count) {
     Binding<128> b(env, "usbWrite", __LINE__);
     b.trace(__LINE__, "\r\n iHandle = %u \r\n", u32(handle));
     b.trace(__LINE__, "\r\n iOffset = %u \r\n", u32(offset));
@@ -162,17 +157,15 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbWrite(JNIEn
     {
         // A null array reaches the platform function as a null buffer, which refuses it.
         PinnedBytes bytes(env, data);  // released with mode 0: copied back, then freed
-        code = ZX_JNI_UsbWrite(u32(handle), reinterpret_cast<const uint8_t*>(bytes.get()), u32(offset), u32(count), b.buf(), b.size());
+        code = ZX_JNI_UsbWrite(u32(handle), reinterpret_cast<const uint8_t*>(bytes.get()), u32(offset), u32(count),
+                               b.buf(), b.size());
     }
     return b.finish_with_reply(code, __LINE__, kReplyTrace);
 }
 
-extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbSetSerial(JNIEnv* env, jobject, jint handle,
-                                                                                jint rate, jint parity, jint bits,
-                                                                                jint stopBits,
-                                                                                jboolean hardwareFlowControl,
-                                                                                jboolean softwareFlowControl) {
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbSetSerial(
+    JNIEnv* env, jobject, jint handle, jint rate, jint parity, jint bits, jint stopBits, jboolean hardwareFlowControl,
+    jboolean softwareFlowControl) {
     Binding<128> b(env, "usbSetSerial", __LINE__);
     b.trace(__LINE__, "\r\n iHandle = %u \r\n", u32(handle));
     b.trace(__LINE__, "\r\n iRate = %u \r\n", u32(rate));

@@ -23,8 +23,7 @@ constexpr const char* kBundleManager = ZX_OSGI_ENDPOINT;
 
 // The entry text; like the other classes' it lacks the maker segment of the exported symbol.
 void trace_entry(const char* method, Line line) {
-    kBaseService.trace(line,
-                       "\n Java_com_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_%s called",
+    kBaseService.trace(line, "\n Java_com_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_%s called",
                        method);
 }
 
@@ -80,7 +79,8 @@ jint operate(JNIEnv* env, jstring bundleName, const OperateLines& k) {
 // Natives
 // ---------------------------------------------------------------------------------------------
 
-extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_install(
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_install(
     JNIEnv* env, jobject, jstring packagePath, jstring fileSize, jstring startAction, jstring pluginName,
     jint wanIndex) {
     trace_entry("install", 2379_ln);
@@ -92,7 +92,7 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_opco_wa
     JavaText name(env, pluginName);
     if (!path || !size || !action || !name) {
         kBaseService.last_word(2390_ln, kGeneral, word(path.get()), word(size.get()), word(action.get()),
-                             word(name.get()));
+                               word(name.get()));
         return -1;
     }
     copy_name(req.acPluginName, name.get());
@@ -108,8 +108,7 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_opco_wa
     action.reset();
     name.reset();
     req.uiWanIndex = static_cast<uint32_t>(wanIndex);
-    kBaseService.trace(2431_ln,
-                       "acPluginName:%s uiFileSize:%u uiStartFlag:%u uiWanIndex:%u\r\n", req.acPluginName,
+    kBaseService.trace(2431_ln, "acPluginName:%s uiFileSize:%u uiStartFlag:%u uiWanIndex:%u\r\n", req.acPluginName,
                        req.uiFileSize, req.uiStartFlag, req.uiWanIndex);
     (void)OSGI_JNI_Log_Record("Install", req.acPluginName);
     uint32_t reply = 0;
@@ -137,8 +136,9 @@ Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI
     return word_result(code, reply, 2354_ln, 2358_ln);
 }
 
-extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_start(
-    JNIEnv* env, jobject, jstring bundleName) {
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_start(JNIEnv* env, jobject,
+                                                                                       jstring bundleName) {
     return operate(env, bundleName, {"start", "start", 2588_ln, 2591_ln});
 }
 
@@ -153,8 +153,9 @@ Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI
     return operate(env, bundleName, {"uninstall", "uninstall", 2632_ln, 2635_ln});
 }
 
-extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_reset(
-    JNIEnv* env, jobject, jstring bundleName) {
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_reset(JNIEnv* env, jobject,
+                                                                                       jstring bundleName) {
     return operate(env, bundleName, {"reset", "FactoryPlugin", 2566_ln, 2569_ln});
 }
 
@@ -201,8 +202,8 @@ Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI
     copy_name(req.acPluginName, name.get());
     name.reset();
     kBaseService.trace(2528_ln, "acPluginName:%s\r\n", req.acPluginName);
-    uint32_t code = OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, ZX_OSGI_RPC_INSTALL_PROCESS, &req, sizeof req, &reply,
-                                               sizeof reply);
+    uint32_t code =
+        OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, ZX_OSGI_RPC_INSTALL_PROCESS, &req, sizeof req, &reply, sizeof reply);
     if (code != 0) {
         kBaseService.last_word(2535_ln, kGeneral, code, reply.uiStatus, 0, 0);
         return OSGI_JNI_FaultStrBuild(env, code);

@@ -112,9 +112,9 @@ void BM_Lz4Compress(benchmark::State& state) {
 void BM_Lz4Decompress(benchmark::State& state) {
     const Shape& s = shape_of(state);
     Bytes block(LZ4_compressBound(static_cast<int>(s.data.size())));
-    const int len = LZ4_compress_default(reinterpret_cast<const char*>(s.data.data()),
-                                         reinterpret_cast<char*>(block.data()), static_cast<int>(s.data.size()),
-                                         static_cast<int>(block.size()));
+    const int len =
+        LZ4_compress_default(reinterpret_cast<const char*>(s.data.data()), reinterpret_cast<char*>(block.data()),
+                             static_cast<int>(s.data.size()), static_cast<int>(block.size()));
     Bytes out(s.data.size());
     for (auto _ : state) {
         if (LZ4_decompress_safe(reinterpret_cast<const char*>(block.data()), reinterpret_cast<char*>(out.data()), len,

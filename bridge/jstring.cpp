@@ -64,8 +64,7 @@ extern "C" jstring char2jstring(JNIEnv* env, const char* str) {
     if (n == 0 || n > 0x7FFFFFFF) return nullptr;
     LocalRef<jbyteArray> bytes(env, env->NewByteArray(static_cast<jsize>(n)));
     if (failed(env) || !bytes) return nullptr;
-    env->SetByteArrayRegion(bytes.get(), 0, static_cast<jsize>(n),
-                            reinterpret_cast<const jbyte*>(str));
+    env->SetByteArrayRegion(bytes.get(), 0, static_cast<jsize>(n), reinterpret_cast<const jbyte*>(str));
     auto result = static_cast<jstring>(env->NewObject(cls.get(), init, bytes.get(), charset.get()));
     if (failed(env)) return nullptr;
     return result;

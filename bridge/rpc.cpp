@@ -63,9 +63,9 @@ uint32_t call(const Wrapper& w, uint32_t msgId, const void* req, uint32_t reqLen
 
 }  // namespace
 
-#define ZX_RPC_WRAPPER(name, def)                                                                     \
+#define ZX_RPC_WRAPPER(name, def)                                                                                \
     extern "C" uint32_t name(uint32_t msgId, const void* req, uint32_t reqLen, void* reply, uint32_t replyLen) { \
-        return call(def, msgId, req, reqLen, reply, replyLen);                                        \
+        return call(def, msgId, req, reqLen, reply, replyLen);                                                   \
     }
 
 ZX_RPC_WRAPPER(L2TP_MSG_RpcCall_JNI, kL2tpTarn)

@@ -27,8 +27,8 @@ static_assert(sizeof(JNI_OSGI_MID_S) == 32, "the tag-word state is a 32-byte rec
 static_assert(__builtin_offsetof(JNI_OSGI_MID_S, stMutex) == 8, "mutex at 8");
 #endif
 
-ZX_BRIDGE_EXPORT extern uint32_t JniInitFlag;     /* 1 once the bus link is up; never reset */
-ZX_BRIDGE_EXPORT extern void *handle;             /* dlopen handle of libzx_kor_basic.so */
+ZX_BRIDGE_EXPORT extern uint32_t JniInitFlag; /* 1 once the bus link is up; never reset */
+ZX_BRIDGE_EXPORT extern void* handle;         /* dlopen handle of libzx_kor_basic.so */
 ZX_BRIDGE_EXPORT extern JNI_OSGI_MID_S g_stJNIOsgiMid;
 
 /* The next tag word of the bundle-management call (281 + n mod 6). Not exported. */

@@ -61,11 +61,11 @@ private:
 };
 
 // The units and their default levels.
-inline constexpr Unit kL2tpApi{"l2tp_api", 216};                   // tunnel and device-information API
-inline constexpr Unit kL2tpJni{"l2tp_jni", 216};                   // entity service
-inline constexpr Unit kVelmApi{"../velm/zx_velm_jni_api", 249};    // plug-in platform API
-inline constexpr Unit kZelApi{"../zel/zx_zel_jni_api", 250};       // WLAN, LED and LAN-port API (zel/)
-inline constexpr Unit kTernApi{"zx_tern_jni_api", 249};            // broadband API (broadband/)
-inline constexpr Unit kBaseService{"baseservice_jni", 249};        // BaseService and bundle bindings
+inline constexpr Unit kL2tpApi{"l2tp_api", 216};                 // tunnel and device-information API
+inline constexpr Unit kL2tpJni{"l2tp_jni", 216};                 // entity service
+inline constexpr Unit kVelmApi{"../velm/zx_velm_jni_api", 249};  // plug-in platform API
+inline constexpr Unit kZelApi{"../zel/zx_zel_jni_api", 250};     // WLAN, LED and LAN-port API (zel/)
+inline constexpr Unit kTernApi{"zx_tern_jni_api", 249};          // broadband API (broadband/)
+inline constexpr Unit kBaseService{"baseservice_jni", 249};      // BaseService and bundle bindings
 
 }  // namespace zxtrace

@@ -103,7 +103,8 @@ extern "C" uint32_t JNIloadComLib(void) {
     if (!probe("libzx_kor_json.so", 831_ln, "start loading libzx_kor_json.so \n", 827_ln,
                "\r\n dlopen libzx_kor_json.so error\r\n"))
         return 1;
-    if (!probe("libzx_mev_dm.so", 842_ln, "start loading libzx_mev_dm.so \n", 838_ln, "\r\n dlopen libzx_mev_dm.so error\r\n"))
+    if (!probe("libzx_mev_dm.so", 842_ln, "start loading libzx_mev_dm.so \n", 838_ln,
+               "\r\n dlopen libzx_mev_dm.so error\r\n"))
         return 1;
     if (!probe("libzx_mev_cfg.so", 852_ln, "start loading libzx_mev_cfg.so \n", 848_ln,
                "\r\n dlopen libzx_mev_cfg.so error\r\n"))
@@ -246,17 +247,29 @@ struct TunnelListCommand {
     const char* noMemberText;
 };
 
-constexpr TunnelListCommand kAddVpnAddress{"getDesAddressList", ZX_TARN_AddVpnDestAddr, 359_ln,
-                                           "\n addVPNAddress->GetObjectClass failed \r\n", 374_ln,
+constexpr TunnelListCommand kAddVpnAddress{"getDesAddressList",
+                                           ZX_TARN_AddVpnDestAddr,
+                                           359_ln,
+                                           "\n addVPNAddress->GetObjectClass failed \r\n",
+                                           374_ln,
                                            "\n addVPNAddress->getMethod Id  failed \r\n"};
-constexpr TunnelListCommand kDeleteVpnAddress{"getDesAddressList", ZX_TARN_DelVpnDestAddr, 413_ln,
-                                              "\n deleteVPNAddress->GetObjectClass failed \r\n", 428_ln,
+constexpr TunnelListCommand kDeleteVpnAddress{"getDesAddressList",
+                                              ZX_TARN_DelVpnDestAddr,
+                                              413_ln,
+                                              "\n deleteVPNAddress->GetObjectClass failed \r\n",
+                                              428_ln,
                                               "\n deleteVPNAddress->getMethod Id  failed \r\n"};
-constexpr TunnelListCommand kAddVpnSrcAddress{"getSrcAddressList", ZX_TARN_AddVpnSrcAddr, 469_ln,
-                                              "\n addVPNAddress->GetObjectClass failed \r\n", 484_ln,
+constexpr TunnelListCommand kAddVpnSrcAddress{"getSrcAddressList",
+                                              ZX_TARN_AddVpnSrcAddr,
+                                              469_ln,
+                                              "\n addVPNAddress->GetObjectClass failed \r\n",
+                                              484_ln,
                                               "\n addVPNSrcAddress->getMethod Id  failed \r\n"};
-constexpr TunnelListCommand kDeleteVpnSrcAddress{"getSrcAddressList", ZX_TARN_DelVpnSrcAddr, 523_ln,
-                                                 "\n deleteVPNAddress->GetObjectClass failed \r\n", 538_ln,
+constexpr TunnelListCommand kDeleteVpnSrcAddress{"getSrcAddressList",
+                                                 ZX_TARN_DelVpnSrcAddr,
+                                                 523_ln,
+                                                 "\n deleteVPNAddress->GetObjectClass failed \r\n",
+                                                 538_ln,
                                                  "\n deleteVPNSrcAddress->getMethod Id  failed \r\n"};
 
 uint32_t tunnel_list(const TunnelListCommand& cmd, JNIEnv* env, jobject obj) {
@@ -291,13 +304,19 @@ struct TrafficCommand {
     const char* nullText;
 };
 
-constexpr TrafficCommand kAddTraffic{ZX_TARN_AddTrafficMonitoringDestAddr, 578_ln,
-                                     "\n addTrafficMonitoringDestAddress->GetObjectClass failed \r\n", 586_ln,
-                                     "\n addTrafficMonitoringDestAddress->GetMethodID failed \r\n", 597_ln,
+constexpr TrafficCommand kAddTraffic{ZX_TARN_AddTrafficMonitoringDestAddr,
+                                     578_ln,
+                                     "\n addTrafficMonitoringDestAddress->GetObjectClass failed \r\n",
+                                     586_ln,
+                                     "\n addTrafficMonitoringDestAddress->GetMethodID failed \r\n",
+                                     597_ln,
                                      "\n addTrafficMonitoringDestAddress->CallObjectMethod failed \r\n"};
-constexpr TrafficCommand kDeleteTraffic{ZX_TARN_DelTrafficMonitoringDestAddr, 612_ln,
-                                        "\n deleteTrafficMonitoringDestAddress->GetObjectClass failed \r\n", 620_ln,
-                                        "\n deleteTrafficMonitoringDestAddress->GetMethodID failed \r\n", 631_ln,
+constexpr TrafficCommand kDeleteTraffic{ZX_TARN_DelTrafficMonitoringDestAddr,
+                                        612_ln,
+                                        "\n deleteTrafficMonitoringDestAddress->GetObjectClass failed \r\n",
+                                        620_ln,
+                                        "\n deleteTrafficMonitoringDestAddress->GetMethodID failed \r\n",
+                                        631_ln,
                                         "\n deleteTrafficMonitoringDestAddress->CallObjectMethod failed \r\n"};
 
 uint32_t traffic_monitoring(const TrafficCommand& cmd, JNIEnv* env, jobject obj) {
@@ -473,8 +492,8 @@ constexpr Command kCommands[] = {
      }},
     {16, "getDeviceCloudAddress",
      [](JNIEnv*, jobject, SendBuffer& out) {
-         out.text(ZX_TARN_getDeviceCloudAddress(out.get(), kBuf), 966_ln, "getDeviceCloudAddress ret: %d \r\n",
-                  971_ln, "getDeviceCloudAddress result data:%s \r\n");
+         out.text(ZX_TARN_getDeviceCloudAddress(out.get(), kBuf), 966_ln, "getDeviceCloudAddress ret: %d \r\n", 971_ln,
+                  "getDeviceCloudAddress result data:%s \r\n");
      }},
     {17, "getDeviceLANIP",
      [](JNIEnv*, jobject, SendBuffer& out) {
@@ -537,7 +556,7 @@ const Command* find_command(jint type) {
 // ---------------------------------------------------------------------------------------------
 
 extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_startThread(JNIEnv*,
-                                                                                                         jobject) {
+                                                                                                             jobject) {
     if (JniInitFlag) return 0;
     if (!handle) {
         handle = dlopen(kBasicLib, RTLD_NOW);
@@ -573,8 +592,9 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_entity_
 }
 
 extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_send(JNIEnv* env,
-                                                                                                     jobject, jint type,
-                                                                                                     jobject arg) {
+                                                                                                         jobject,
+                                                                                                         jint type,
+                                                                                                         jobject arg) {
     SendBuffer out;
     kL2tpJni.trace(868_ln, "Command Type:%d  \r\n", type);
     if (const Command* command = find_command(type)) {

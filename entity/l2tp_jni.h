@@ -18,8 +18,8 @@ extern "C" {
  * shared_state.h. */
 
 ZX_BRIDGE_EXPORT uint32_t JNIcreadmsgthread(void);
-ZX_BRIDGE_EXPORT void *JNImsgthreadroutine(void *arg);
-ZX_BRIDGE_EXPORT uint32_t JNImsgProc(const void *msg);
+ZX_BRIDGE_EXPORT void* JNImsgthreadroutine(void* arg);
+ZX_BRIDGE_EXPORT uint32_t JNImsgProc(const void* msg);
 ZX_BRIDGE_EXPORT uint32_t JNIloadComLib(void);
 
 #ifdef __cplusplus

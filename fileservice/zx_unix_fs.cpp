@@ -27,7 +27,8 @@ using zxjni::LocalRef;
 }  // namespace
 
 extern "C" JNIEXPORT jboolean JNICALL
-Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_checkAccess(JNIEnv* env, jobject, jstring jpath, jint mode) {
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_checkAccess(JNIEnv* env, jobject,
+                                                                                       jstring jpath, jint mode) {
     JavaText path(env, jpath);
     if (!path) return JNI_FALSE;
     return access(path.get(), mode) == 0 ? JNI_TRUE : JNI_FALSE;
@@ -35,9 +36,10 @@ Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_check
 
 // The link itself is examined, never its target.
 extern "C" JNIEXPORT jint JNICALL
-Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getBooleanAttributes(JNIEnv* env, jobject, jstring jpath) {
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getBooleanAttributes(JNIEnv* env, jobject,
+                                                                                                jstring jpath) {
     JavaText path(env, jpath);
-    struct stat st{};
+    struct stat st {};
     if (!path || lstat(path.get(), &st) != 0) return 0;
     if (S_ISREG(st.st_mode)) return kExists | kRegular;
     if (S_ISDIR(st.st_mode)) return kExists | kDirectory;
@@ -46,18 +48,19 @@ Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getBo
 
 // Seconds as a signed 32-bit value, times 1000.
 extern "C" JNIEXPORT jlong JNICALL
-Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLastModifiedTime(JNIEnv* env, jobject, jstring jpath) {
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLastModifiedTime(JNIEnv* env, jobject,
+                                                                                               jstring jpath) {
     JavaText path(env, jpath);
-    struct stat st{};
+    struct stat st {};
     if (!path || lstat(path.get(), &st) != 0) return 0;
     return static_cast<jlong>(static_cast<int32_t>(st.st_mtime)) * 1000;
 }
 
 // The size as a signed 32-bit value: files of 2 GiB and more read negative.
-extern "C" JNIEXPORT jlong JNICALL
-Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLength(JNIEnv* env, jobject, jstring jpath) {
+extern "C" JNIEXPORT jlong JNICALL Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_getLength(
+    JNIEnv* env, jobject, jstring jpath) {
     JavaText path(env, jpath);
-    struct stat st{};
+    struct stat st {};
     if (!path || lstat(path.get(), &st) != 0) return 0;
     return static_cast<jlong>(static_cast<int32_t>(st.st_size));
 }
@@ -103,7 +106,8 @@ Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list(
     LocalRef<jclass> stringClass(env, env->FindClass("java/lang/String"));
     LocalRef<jobjectArray> result(env, nullptr);
     if (stringClass)
-        result = LocalRef<jobjectArray>(env, env->NewObjectArray(static_cast<jsize>(count), stringClass.get(), nullptr));
+        result =
+            LocalRef<jobjectArray>(env, env->NewObjectArray(static_cast<jsize>(count), stringClass.get(), nullptr));
     if (env->ExceptionCheck()) {
         env->ExceptionClear();
         result.reset();
@@ -120,14 +124,15 @@ Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list(
 }
 
 extern "C" JNIEXPORT jboolean JNICALL
-Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_createDirectory(JNIEnv* env, jobject, jstring jpath) {
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_createDirectory(JNIEnv* env, jobject,
+                                                                                           jstring jpath) {
     JavaText path(env, jpath);
     if (!path) return JNI_FALSE;
     return mkdir(path.get(), 0775) == 0 ? JNI_TRUE : JNI_FALSE;
 }
 
-extern "C" JNIEXPORT jboolean JNICALL
-Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_rename(JNIEnv* env, jobject, jstring jfrom, jstring jto) {
+extern "C" JNIEXPORT jboolean JNICALL Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_rename(
+    JNIEnv* env, jobject, jstring jfrom, jstring jto) {
     JavaText from(env, jfrom);
     JavaText to(env, jto);
     if (!from || !to) return JNI_FALSE;
@@ -137,13 +142,15 @@ Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_renam
 // The result buffer holds the path's own length, so a canonical form longer than the path (a
 // path without "/") is cut by the bounded appends.
 extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_canonicalize0(JNIEnv* env, jobject, jstring jpath) {
+Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_canonicalize0(JNIEnv* env, jobject,
+                                                                                         jstring jpath) {
     JavaText path(env, jpath);
     if (!path) return nullptr;
     size_t size = std::strlen(path.get()) + 1;
     JavaText out(static_cast<char*>(std::calloc(1, size)));
     if (!out) return nullptr;
-    return canonicalize(path.get(), out.data(), static_cast<uint32_t>(size)) == 0 ? char2jstring(env, out.get()) : nullptr;
+    return canonicalize(path.get(), out.data(), static_cast<uint32_t>(size)) == 0 ? char2jstring(env, out.get())
+                                                                                  : nullptr;
 }
 
 // Nothing to look up: no class, field or method IDs are kept.

@@ -25,10 +25,10 @@
 extern "C" {
 #endif
 
-#define ZX_MSG_PROC_NAME_LEN 32u      /* name field of the routing header */
-#define ZX_MSG_MAX_NAME 63u           /* longest endpoint name ZX_MSG_Init accepts */
+#define ZX_MSG_PROC_NAME_LEN 32u       /* name field of the routing header */
+#define ZX_MSG_MAX_NAME 63u            /* longest endpoint name ZX_MSG_Init accepts */
 #define ZX_MSG_MAX_DATA (128u * 1024u) /* largest request or reply body */
-#define ZX_MSG_MAX_MID 1024u          /* module ids 0 .. ZX_MSG_MAX_MID - 1 may have handlers */
+#define ZX_MSG_MAX_MID 1024u           /* module ids 0 .. ZX_MSG_MAX_MID - 1 may have handlers */
 
 /* The 84-byte routing header in front of every message. Its bytes travel exactly as the caller
  * wrote them; the bus itself reads only the destination name. */
@@ -96,8 +96,8 @@ const char *ZX_MSG_GetCurProcName(void);
  * ZX_MSG_ERR_TIMEOUT, ZX_MSG_ERR_NO_DEST, ZX_MSG_ERR_TRANSPORT, ZX_MSG_ERR_PEER,
  * ZX_MSG_ERR_TOO_BIG, ZX_ERR_PARAM (NULL header, NULL req with reqLen > 0, NULL reply with
  * replyLen > 0). */
-uint32_t ZX_MSG_RpcCall(void *header, uint32_t msgId, uint32_t mid, const void *req, uint32_t reqLen,
-                        void *reply, uint32_t replyLen, uint32_t timeoutMs);
+uint32_t ZX_MSG_RpcCall(void *header, uint32_t msgId, uint32_t mid, const void *req, uint32_t reqLen, void *reply,
+                        uint32_t replyLen, uint32_t timeoutMs);
 
 /* One-way message: delivered to dest's module id 0 handler with the given message id; no answer.
  * The routing header is filled by the bus (source and destination names, the rest 0). Returns 0

@@ -105,7 +105,7 @@ int32_t ZX_OS_Write(int32_t fd, const void *buf, uint32_t len);    /* bytes writ
 int32_t ZX_OS_Close(int32_t fd);                                   /* 0 or -1 */
 FILE *ZX_OS_Fopen(const char *path, const char *mode);             /* NULL on failure */
 int32_t ZX_OS_Fclose(FILE *fp);                                    /* 0 or EOF; NULL gives EOF */
-int32_t ZX_OS_Fputs(const char *text, FILE *fp); /* non-negative on success, EOF (-1) on failure */
+int32_t ZX_OS_Fputs(const char *text, FILE *fp);                   /* non-negative on success, EOF (-1) on failure */
 char *ZX_OS_Fgets(char *buf, int32_t size, FILE *fp);              /* NULL at end or on failure */
 
 /* Copies the path ZX_OS_Open would use for path into out (at most outSize - 1 characters). */
@@ -187,10 +187,10 @@ uint32_t ZX_OS_MutexUnLock(ZX_MUTEX *m); /* ZX_ERR_PARAM for NULL */
  * System V shared memory (thin wrappers with the usual semantics).
  * ------------------------------------------------------------------------------------------- */
 
-int32_t ZX_OS_ShmGet(uint32_t key, uint32_t size, int32_t flags);  /* segment id or -1 */
-void *ZX_OS_ShmAt(int32_t id, const void *addr, int32_t flags);     /* address or NULL */
-int32_t ZX_OS_ShmDt(const void *addr);                              /* 0 or -1 */
-int32_t ZX_OS_ShmCtl(int32_t id, int32_t cmd, void *buf);           /* cmd 0 removes; 0 or -1 */
+int32_t ZX_OS_ShmGet(uint32_t key, uint32_t size, int32_t flags); /* segment id or -1 */
+void *ZX_OS_ShmAt(int32_t id, const void *addr, int32_t flags);   /* address or NULL */
+int32_t ZX_OS_ShmDt(const void *addr);                            /* 0 or -1 */
+int32_t ZX_OS_ShmCtl(int32_t id, int32_t cmd, void *buf);         /* cmd 0 removes; 0 or -1 */
 
 /* ---------------------------------------------------------------------------------------------
  * System load, read from /proc (or from the directory named by ZX_PROC_DIR).

@@ -54,11 +54,37 @@ struct ListKind {
     Line lineCall;
 };
 
-constexpr ListKind kDestList{ZX_TARN_VPN_LIST_DEST, 1,      260_ln, 261_ln, 262_ln, 267_ln, 270_ln,
-                             275_ln, 285,    288_ln, 312_ln, 313,    318_ln, 320,    323_ln};
+constexpr ListKind kDestList{ZX_TARN_VPN_LIST_DEST,
+                             1,
+                             260_ln,
+                             261_ln,
+                             262_ln,
+                             267_ln,
+                             270_ln,
+                             275_ln,
+                             285,
+                             288_ln,
+                             312_ln,
+                             313,
+                             318_ln,
+                             320,
+                             323_ln};
 // The source payload is sized with four bytes more after the tunnel name; they stay zero.
-constexpr ListKind kSrcList{ZX_TARN_VPN_LIST_SRC, 5,       354_ln, 355_ln, 356_ln, 361_ln, 364_ln,
-                            369_ln, 381,    384_ln, 408_ln, 409,    414_ln, 416,    419_ln};
+constexpr ListKind kSrcList{ZX_TARN_VPN_LIST_SRC,
+                            5,
+                            354_ln,
+                            355_ln,
+                            356_ln,
+                            361_ln,
+                            364_ln,
+                            369_ln,
+                            381,
+                            384_ln,
+                            408_ln,
+                            409,
+                            414_ln,
+                            416,
+                            419_ln};
 
 uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, uint32_t listLen, const char* lns,
                       const char* user, const char* pass, const char* tunnel) {
@@ -74,8 +100,8 @@ uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, ui
         kL2tpApi.last_word(k.lineNoCreds, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
-    kL2tpApi.trace(k.lineTrace, "addrList[%s] Len[%d] ip[%s]  TunnelName[%s]\r\n", list,
-                       static_cast<int32_t>(listLen), lns, tunnel ? tunnel : kNoTunnel);
+    kL2tpApi.trace(k.lineTrace, "addrList[%s] Len[%d] ip[%s]  TunnelName[%s]\r\n", list, static_cast<int32_t>(listLen),
+                   lns, tunnel ? tunnel : kNoTunnel);
     uint32_t l = text_len(list), a = text_len(lns), u = text_len(user), p = text_len(pass);
     if (l != listLen || a >= 256) {
         kL2tpApi.last_word(k.lineBadLen, ZX_TARN_ERR_TOO_LONG, l, listLen, a, 0);
@@ -106,14 +132,13 @@ uint32_t set_vpn_addr(const ListKind& k, uint32_t isDelete, const char* list, ui
         payload.free_at(k.lineWriteFree);
         return code;
     }
-    kL2tpApi.trace(k.lineStored,
-                       "\r\n uiOriginalLen[%d] uiCompressedLen[%d] uivDataID[%d] \r\n",
-                       static_cast<int32_t>(record.uiOriginalLen), static_cast<int32_t>(record.uiCompressedLen),
-                       static_cast<int32_t>(record.uivDataID));
+    kL2tpApi.trace(k.lineStored, "\r\n uiOriginalLen[%d] uiCompressedLen[%d] uivDataID[%d] \r\n",
+                   static_cast<int32_t>(record.uiOriginalLen), static_cast<int32_t>(record.uiCompressedLen),
+                   static_cast<int32_t>(record.uivDataID));
     payload.free_at(k.lineFree);
     uint32_t reply = 0;
-    code = L2TP_MSG_RpcCall_JNI(isDelete ? ZX_TARN_RPC_VPN_ADDR_DEL : ZX_TARN_RPC_VPN_ADDR_ADD, &record,
-                                sizeof record, &reply, sizeof reply);
+    code = L2TP_MSG_RpcCall_JNI(isDelete ? ZX_TARN_RPC_VPN_ADDR_DEL : ZX_TARN_RPC_VPN_ADDR_ADD, &record, sizeof record,
+                                &reply, sizeof reply);
     if (code != 0) kL2tpApi.last_word(k.lineCall, code);
     return code;
 }
@@ -179,7 +204,8 @@ uint32_t get_mgt_address(char (&address)[257], uint32_t& port) {
     uint32_t request = 0;
     if (ZX_Feature_IsSupportByFeatureName("FT_CWMP_OPCO_RMS") == 1) {
         ZX_CWMP_MGT_ADDR_S reply{};
-        uint32_t code = L2TP_CWMP_MSG_RpcCall(ZX_CWMP_RPC_GET_MGT_ADDRESS, &request, sizeof request, &reply, sizeof reply);
+        uint32_t code =
+            L2TP_CWMP_MSG_RpcCall(ZX_CWMP_RPC_GET_MGT_ADDRESS, &request, sizeof request, &reply, sizeof reply);
         if (code != 0) {
             kL2tpApi.last_word(1211_ln, code);
             return code;
@@ -259,7 +285,8 @@ extern "C" uint32_t ZX_TARN_GetTunnelStatusByName(const char* name, uint32_t* st
         kL2tpApi.last_word(502_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
-    uint32_t code = L2TP_MSG_RpcCall_JNI(ZX_TARN_RPC_GET_TUNNEL_STATUS, name, text_len(name) + 1, status, sizeof *status);
+    uint32_t code =
+        L2TP_MSG_RpcCall_JNI(ZX_TARN_RPC_GET_TUNNEL_STATUS, name, text_len(name) + 1, status, sizeof *status);
     if (code != 0) kL2tpApi.last_word(505_ln, code);
     return code;
 }
@@ -281,9 +308,8 @@ extern "C" uint32_t ZX_TARN_SetupVpn(const char* lnsAddress, uint16_t port, cons
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
     if (text_len(lnsAddress) >= sizeof request.acLnsAddr || text_len(userName) >= sizeof request.acPppUser ||
         text_len(password) >= sizeof request.acPppPass) {
-        kL2tpApi.trace(727_ln,
-                           "Parameter is over max length! DstIpStr[%s], PppUser[%s], PppPass[%s]\r\n", lnsAddress,
-                           userName, password);
+        kL2tpApi.trace(727_ln, "Parameter is over max length! DstIpStr[%s], PppUser[%s], PppPass[%s]\r\n", lnsAddress,
+                       userName, password);
         return ZX_TARN_ERR_PARAM;
     }
     ZX_OS_StrNCpy_S(request.acLnsAddr, sizeof request.acLnsAddr, lnsAddress, sizeof request.acLnsAddr - 1);
@@ -303,8 +329,7 @@ extern "C" uint32_t ZX_TARN_SetupVpn(const char* lnsAddress, uint16_t port, cons
 
 extern "C" uint32_t ZX_TARN_DisconnectVpn(const char* lnsAddress, const char* userName, const char* password,
                                           const char* tunnelName) {
-    kL2tpApi.trace(780_ln, "ip[%s] tunnel[%s]\r\n", shown(lnsAddress),
-                       tunnelName ? tunnelName : kNoTunnel);
+    kL2tpApi.trace(780_ln, "ip[%s] tunnel[%s]\r\n", shown(lnsAddress), tunnelName ? tunnelName : kNoTunnel);
     ZX_TARN_VPN_REQ_S request;
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
     bool ok = put_teardown_field(request.acLnsAddr, sizeof request.acLnsAddr, lnsAddress, 788_ln,
@@ -362,8 +387,7 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringDestAddrOper(const char* list, uint
         kL2tpApi.last_word(610_ln, ZX_TARN_ERR_PARAM);
         return ZX_TARN_ERR_PARAM;
     }
-    kL2tpApi.trace_at(kTrafficLevel, 612_ln, "BundleName [%s] Act [%s]\r\n", bundleName,
-                       op == 1 ? "add" : "del");
+    kL2tpApi.trace_at(kTrafficLevel, 612_ln, "BundleName [%s] Act [%s]\r\n", bundleName, op == 1 ? "add" : "del");
     kL2tpApi.trace_at(kTrafficLevel, 613_ln, "AddrStrList [%s]\r\n", list);
     ZX_TARN_TRAFFIC_REQ_S request;
     ZX_OS_MemSet_S(&request, sizeof request, 0, sizeof request);
@@ -381,8 +405,8 @@ extern "C" uint32_t ZX_TARN_TrafficMonitoringDestAddrOper(const char* list, uint
         return code;
     }
     uint32_t reply = 0;
-    code = L2TP_MSG_RpcCall_JNI(op == 1 ? ZX_TARN_RPC_TRAFFIC_MONITOR_ADD : ZX_TARN_RPC_TRAFFIC_MONITOR_DEL, &request, sizeof request,
-                                &reply, sizeof reply);
+    code = L2TP_MSG_RpcCall_JNI(op == 1 ? ZX_TARN_RPC_TRAFFIC_MONITOR_ADD : ZX_TARN_RPC_TRAFFIC_MONITOR_DEL, &request,
+                                sizeof request, &reply, sizeof reply);
     if (code != 0) kL2tpApi.last_word(640_ln, code);
     return code;
 }
@@ -622,8 +646,7 @@ extern "C" uint32_t ZX_TARN_getDnsIpList(const ZX_TARN_DNS_REPLY_S* reply, char*
         if (i != 0) ZX_OS_StrNCat_S(list, sizeof list, ",", 1);
         ZX_OS_StrNCat_S(list, sizeof list, text, sizeof text);
     }
-    kL2tpApi.trace_at(kDnsLevel, 1338_ln, "Num:%d, PlugIpList[%s]\r\n", static_cast<int32_t>(reply->uiNum),
-                       list);
+    kL2tpApi.trace_at(kDnsLevel, 1338_ln, "Num:%d, PlugIpList[%s]\r\n", static_cast<int32_t>(reply->uiNum), list);
     ZX_OS_StrNCpy_S(out, size, list, size - 1);
     return 0;
 }
@@ -676,7 +699,7 @@ extern "C" uint32_t ZX_TARN_getDeviceCloudAddressAndPort(char* out, uint32_t siz
     char text[32] = {};
     ZX_OS_IpAddrToStr(ip, text, sizeof text);
     kL2tpApi.trace_at(kDnsLevel, 1465_ln, "IP: %s, Num:%d, uiIpAddr:0x%x, acIpAddr:%s\r\n", address,
-                       static_cast<int32_t>(reply.uiNum), ip, text);
+                      static_cast<int32_t>(reply.uiNum), ip, text);
     ZX_OS_Snprintf_S(out, size, size - 1, "%s:%u", text, port);
     return 0;
 }

@@ -266,7 +266,7 @@ struct Listener {
     ino_t ino = 0;
 
     void remove_file() const {
-        struct stat st{};
+        struct stat st {};
         if (!path.empty() && lstat(path.c_str(), &st) == 0 && st.st_dev == dev && st.st_ino == ino)
             unlink(path.c_str());
     }
@@ -283,7 +283,7 @@ struct Listener {
         case Probe::Refused:
         case Probe::Missing: break;
     }
-    struct stat st{};
+    struct stat st {};
     if (lstat(addr.path(), &st) == 0 && !S_ISSOCK(st.st_mode)) return ZX_ERR_SYS;  // not ours to remove
     if (unlink(addr.path()) != 0 && errno != ENOENT) return ZX_ERR_SYS;
     return bind(fd, addr.get(), addr.len) == 0 ? ZX_OK : ZX_ERR_SYS;
@@ -305,7 +305,7 @@ struct Listener {
     Fd s(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (!s) return ZX_ERR_SYS;
     if (uint32_t st = bind_endpoint(s.get(), addr); st != ZX_OK) return st;
-    struct stat st{};
+    struct stat st {};
     if (listen(s.get(), SOMAXCONN) != 0 || lstat(addr.path(), &st) != 0) {
         unlink(addr.path());
         return ZX_ERR_SYS;
@@ -357,7 +357,7 @@ struct Connection {
     const zxp::Environment* env;  // settings (bus directory) the connection was made under
     std::string dest;
     Fd fd;
-    uint64_t seq = 0;  // sequence number of the last frame sent
+    uint64_t seq = 0;            // sequence number of the last frame sent
     uint32_t recvTimeoutMs = 0;  // SO_RCVTIMEO of the socket, 0 (the default) for none
 };
 
@@ -389,14 +389,12 @@ thread_local ConnectionCache t_connections;
 // in a steady state allocate nothing.
 thread_local std::vector<uint8_t> t_replyFrame;
 
-bool connection_broken(int err) {
-    return err == EPIPE || err == ECONNRESET || err == ENOTCONN || err == ECONNREFUSED;
-}
+bool connection_broken(int err) { return err == EPIPE || err == ECONNRESET || err == ENOTCONN || err == ECONNREFUSED; }
 
 // Sends a call or one-way frame to dest on this thread's connection; on success `used` is the
 // connection and frame.seq the sequence number sent.
-[[nodiscard]] uint32_t transmit(std::string_view dest, FrameHeader& frame, const ZX_MSG_HEAD_S& head,
-                                const void* data, const Deadline& deadline, Connection*& used) {
+[[nodiscard]] uint32_t transmit(std::string_view dest, FrameHeader& frame, const ZX_MSG_HEAD_S& head, const void* data,
+                                const Deadline& deadline, Connection*& used) {
     Connection* c = t_connections.find(dest);
     bool cached = c != nullptr;
     for (;;) {

@@ -23,8 +23,8 @@ enum class Kind : uint16_t { Call = 1, Reply = 2, OneWay = 3 };
 struct FrameHeader {
     uint32_t magic;
     uint16_t version;
-    uint16_t kind;       // Kind
-    uint64_t seq;        // the caller's sequence number, echoed by the reply
+    uint16_t kind;  // Kind
+    uint64_t seq;   // the caller's sequence number, echoed by the reply
     uint32_t msgId;
     uint32_t mid;        // module id that selects the handler
     uint32_t status;     // reply: the handler's status

@@ -39,8 +39,8 @@ std::string getenv_or(const char* name, const std::string& fallback) {
 
 Environment* load_environment() {
     auto* e = new Environment;
-    std::string defaultDir = (access("/dev/shm", W_OK) == 0 ? "/dev/shm/zxbus-" : "/tmp/zxbus-") +
-                             std::to_string(getuid());
+    std::string defaultDir =
+        (access("/dev/shm", W_OK) == 0 ? "/dev/shm/zxbus-" : "/tmp/zxbus-") + std::to_string(getuid());
     e->busDir = getenv_or("ZX_BUS_DIR", defaultDir);
     e->profilePath = getenv_or("ZX_PROFILE", ZX_DEFAULT_PROFILE);
     e->root = getenv_or("ZX_ROOT", "");
@@ -103,7 +103,7 @@ const Environment& env() {
 uint32_t ensure_bus_dir() {
     const std::string& dir = env().busDir;
     if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) return ZX_ERR_SYS;
-    struct stat st{};
+    struct stat st {};
     if (stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return ZX_ERR_SYS;
     if (st.st_uid != getuid()) {
         errno = EACCES;
@@ -193,8 +193,7 @@ void profile_reload() {
 std::string status_name(uint32_t status) {
     switch (status) {
 #define ZX_NAME(code) \
-    case code:        \
-        return #code;
+    case code: return #code;
         ZX_NAME(ZX_OK)
         ZX_NAME(ZX_ERR_PARAM)
         ZX_NAME(ZX_ERR_CUT)

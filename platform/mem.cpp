@@ -61,8 +61,8 @@ ZX_EXPORT void* ZX_OS_MemMallocD(uint32_t size, uint32_t line, uint32_t /*flags*
     return allocate(size, line, file);
 }
 
-ZX_EXPORT void* ZX_OS_MemMallocSet(uint32_t size, uint32_t fill, uint32_t /*flags*/, uint32_t /*module*/,
-                                   uint32_t line, const char* file) {
+ZX_EXPORT void* ZX_OS_MemMallocSet(uint32_t size, uint32_t fill, uint32_t /*flags*/, uint32_t /*module*/, uint32_t line,
+                                   const char* file) {
     void* p = allocate(size, line, file);
     if (p) std::memset(p, static_cast<int>(fill & 0xFF), size);
     return p;
@@ -100,7 +100,8 @@ uint64_t alloc_outstanding() {
 std::vector<AllocRecord> alloc_list() {
     std::lock_guard<std::mutex> lock(g_mutex);
     std::vector<std::pair<uint64_t, AllocRecord>> sorted;
-    for (const auto& [ptr, b] : blocks()) sorted.push_back({b.serial, AllocRecord{ptr, b.size, b.file ? b.file : "", b.line}});
+    for (const auto& [ptr, b] : blocks())
+        sorted.push_back({b.serial, AllocRecord{ptr, b.size, b.file ? b.file : "", b.line}});
     std::sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<AllocRecord> out;
     for (auto& s : sorted) out.push_back(std::move(s.second));

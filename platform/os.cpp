@@ -183,10 +183,10 @@ ZX_EXPORT int32_t ZX_OS_Select(int32_t maxFdPlus1, ZX_FD_SET* readSet, ZX_FD_SET
 ZX_EXPORT uint32_t ZX_OS_GetLocalTime(ZX_OS_TM* out) {
     if (!out) return ZX_ERR_PARAM;
     time_t now = std::time(nullptr);
-    struct tm tm{};
+    struct tm tm {};
     if (now == static_cast<time_t>(-1) || !localtime_r(&now, &tm)) return ZX_ERR_SYS;
-    *out = ZX_OS_TM{tm.tm_sec, tm.tm_min, tm.tm_hour, tm.tm_mday, tm.tm_mon, tm.tm_year, tm.tm_wday, tm.tm_yday,
-                    tm.tm_isdst};
+    *out = ZX_OS_TM{tm.tm_sec,  tm.tm_min,  tm.tm_hour, tm.tm_mday, tm.tm_mon,
+                    tm.tm_year, tm.tm_wday, tm.tm_yday, tm.tm_isdst};
     return ZX_OK;
 }
 
@@ -352,11 +352,16 @@ ZX_EXPORT uint32_t ZX_OS_GetMemUseRate(uint32_t* percent) {
     while (std::getline(in, line)) {
         std::istringstream ls(line);
         if (!(ls >> key >> value)) continue;
-        if (key == "MemTotal:") total = value;
-        else if (key == "MemAvailable:") available = value, haveAvailable = true;
-        else if (key == "MemFree:") freeMem = value;
-        else if (key == "Buffers:") buffers = value;
-        else if (key == "Cached:") cached = value;
+        if (key == "MemTotal:")
+            total = value;
+        else if (key == "MemAvailable:")
+            available = value, haveAvailable = true;
+        else if (key == "MemFree:")
+            freeMem = value;
+        else if (key == "Buffers:")
+            buffers = value;
+        else if (key == "Cached:")
+            cached = value;
     }
     if (!haveAvailable) available = freeMem + buffers + cached;
     if (total == 0 || available > total) return ZX_ERR_SYS;

@@ -24,7 +24,8 @@ bool parse_decimal(const char* text, bool allowMinus, long long min, long long m
     const char* p = text;
     while (std::isspace(static_cast<unsigned char>(*p))) ++p;
     if (!allowMinus && *p == '-') return false;
-    if (!std::isdigit(static_cast<unsigned char>(*p)) && !((*p == '-' || *p == '+') && std::isdigit(static_cast<unsigned char>(p[1]))))
+    if (!std::isdigit(static_cast<unsigned char>(*p)) &&
+        !((*p == '-' || *p == '+') && std::isdigit(static_cast<unsigned char>(p[1]))))
         return false;
     errno = 0;
     char* end = nullptr;

@@ -154,7 +154,7 @@ Mapping create_arena(int fd) {
 // of any other size, or one never published, is not an arena of ours.
 Mapping join_arena(int fd) {
     const uint64_t deadline = now_ms() + zxp::scaled_timeout_ms(kOpenWaitMs);
-    struct stat st{};
+    struct stat st {};
     while (fstat(fd, &st) == 0 && st.st_size == 0 && now_ms() < deadline) nap();
     if (st.st_size != static_cast<off_t>(kArenaSize)) return {};
     Mapping map(fd);

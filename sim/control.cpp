@@ -180,7 +180,8 @@ std::optional<std::vector<uint8_t>> from_hex(const char* text) {
     for (size_t i = 0; i < hex.size(); i += 2) {
         unsigned value = 0;
         if (std::sscanf(std::string(hex.substr(i, 2)).c_str(), "%2x", &value) != 1 ||
-            !std::isxdigit(static_cast<unsigned char>(hex[i])) || !std::isxdigit(static_cast<unsigned char>(hex[i + 1])))
+            !std::isxdigit(static_cast<unsigned char>(hex[i])) ||
+            !std::isxdigit(static_cast<unsigned char>(hex[i + 1])))
             return std::nullopt;
         bytes.push_back(static_cast<uint8_t>(value));
     }
@@ -232,10 +233,17 @@ struct Op {
 };
 
 constexpr Op kOps[] = {
-    {"ping", op_ping},   {"received", op_received},         {"clear", op_clear},       {"state", op_state},
-    {"set", op_set},     {"inject", op_inject},             {"inject_clear", op_inject_clear},
+    {"ping", op_ping},
+    {"received", op_received},
+    {"clear", op_clear},
+    {"state", op_state},
+    {"set", op_set},
+    {"inject", op_inject},
+    {"inject_clear", op_inject_clear},
     {"shutdown", op_shutdown},
-    {"usb_device", op_usb_device}, {"usb_write", op_usb_write},    {"usb_read", op_usb_read},
+    {"usb_device", op_usb_device},
+    {"usb_write", op_usb_write},
+    {"usb_read", op_usb_read},
 };
 
 const Op* find_op(std::string_view name) {

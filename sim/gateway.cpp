@@ -56,7 +56,8 @@ bool Gateway::start(const std::string& ctlName, std::string& error) {
         endpoints_.push_back(std::move(endpoint));
     }
     std::string path = zxhost::bus_dir() + "/" + ctlName + ".ctl";
-    uint32_t status = CtlServer::start(path, [this](std::string_view line) { return control(line); }, ctl_);
+    uint32_t status = CtlServer::start(
+        path, [this](std::string_view line) { return control(line); }, ctl_);
     if (status != ZX_OK) {
         error = "cannot listen on " + path + ": " + failure_text(status);
         return false;

@@ -54,7 +54,7 @@ std::string text_of(json_object* obj, const char* key) {
 int64_t int_of(json_object* obj, const char* key, int64_t fallback) {
     json_object* v = nullptr;
     return json_object_object_get_ex(obj, key, &v) && json_object_is_type(v, json_type_int) ? json_object_get_int64(v)
-                                                                                           : fallback;
+                                                                                            : fallback;
 }
 
 json_object* child(json_object* obj, const std::string& key) {

@@ -49,8 +49,8 @@ uint64_t Recorder::add(const std::string& service, const zxhost::BusRequest& req
 
 void Recorder::set_decoded(uint64_t seq, JsonPtr decoded) {
     std::lock_guard lock(mutex_);
-    auto it = std::lower_bound(records_.begin(), records_.end(), seq,
-                               [](const Record& r, uint64_t s) { return r.seq < s; });
+    auto it =
+        std::lower_bound(records_.begin(), records_.end(), seq, [](const Record& r, uint64_t s) { return r.seq < s; });
     if (it != records_.end() && it->seq == seq) it->decoded = std::move(decoded);
 }
 

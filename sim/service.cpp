@@ -9,8 +9,8 @@
 namespace zxsim {
 
 const Command* find_command(std::span<const Command> table, uint32_t msgId) {
-    auto it = std::lower_bound(table.begin(), table.end(), msgId,
-                               [](const Command& c, uint32_t id) { return c.msgId < id; });
+    auto it =
+        std::lower_bound(table.begin(), table.end(), msgId, [](const Command& c, uint32_t id) { return c.msgId < id; });
     return (it != table.end() && it->msgId == msgId) ? &*it : nullptr;
 }
 
@@ -55,18 +55,10 @@ void Service::handle(const zxhost::BusRequest& req, zxhost::BusAnswer& answer) {
     uint64_t seq = recorder_.add(def_.name, req);
     if (std::optional<Fault> fault = faults_.take(def_.name, req.msgId)) {
         switch (fault->kind) {
-        case FaultKind::Status:
-            answer.status = fault->value;
-            return;
-        case FaultKind::NoReply:
-            answer.noReply = true;
-            return;
-        case FaultKind::Crash:
-            kill(getpid(), SIGKILL);
-            return;
-        case FaultKind::Delay:
-            faults_.delay(fault->value);
-            break;
+            case FaultKind::Status: answer.status = fault->value; return;
+            case FaultKind::NoReply: answer.noReply = true; return;
+            case FaultKind::Crash: kill(getpid(), SIGKILL); return;
+            case FaultKind::Delay: faults_.delay(fault->value); break;
         }
     }
     Call call(*this, req, answer);
@@ -113,8 +105,7 @@ uint32_t Call::state_u32(const char* key) {
 std::string Call::state_text(const char* key) {
     return service_.with_state([key](json_object* state) {
         json_object* v = nullptr;
-        if (!json_object_object_get_ex(state, key, &v) || json_object_is_type(v, json_type_null))
-            return std::string();
+        if (!json_object_object_get_ex(state, key, &v) || json_object_is_type(v, json_type_null)) return std::string();
         return std::string(json_object_get_string(v));
     });
 }

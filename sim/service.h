@@ -23,8 +23,8 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 #include <type_traits>
+#include <vector>
 
 #include "faults.h"
 #include "json_util.h"

@@ -6,7 +6,7 @@
 #ifndef ZX_SIM_STATUS_H
 #define ZX_SIM_STATUS_H
 
-#define ZX_SIM_ERR_UNKNOWN_MSG  0xF7F0F001u /* the service has no command with that message id */
-#define ZX_SIM_ERR_BAD_REQUEST  0xF7F0F002u /* the request is shorter than the command's record */
+#define ZX_SIM_ERR_UNKNOWN_MSG 0xF7F0F001u /* the service has no command with that message id */
+#define ZX_SIM_ERR_BAD_REQUEST 0xF7F0F002u /* the request is shorter than the command's record */
 
 #endif

@@ -72,8 +72,9 @@ int main() {
         uint32_t ip = 0;
         st = ZX_OS_GetIfIpAndMac("br0", &ip, nullptr);
         const auto* b = reinterpret_cast<const uint8_t*>(&ip);
-        show("br0 address", st, std::to_string(b[0]) + "." + std::to_string(b[1]) + "." + std::to_string(b[2]) + "." +
-                                    std::to_string(b[3]));
+        show("br0 address", st,
+             std::to_string(b[0]) + "." + std::to_string(b[1]) + "." + std::to_string(b[2]) + "." +
+                 std::to_string(b[3]));
         for (const char* ft : {"FT_CWMP_OPCO_RMS", "FT_PLUGIN_PERMISSION_ENABLE", "FT_PLUGIN_PERMISSION_CONTROL_ONLY"})
             show(ft, 0, ZX_Feature_IsSupportByFeatureName(ft) ? "on" : "off");
         char value[64];
@@ -84,11 +85,13 @@ int main() {
     std::printf("\nshared data block with compression:\n");
     {
         std::string list;
-        for (int i = 1; list.size() < 43000; ++i) list += "10.0." + std::to_string(i / 256) + "." + std::to_string(i % 256) + ",";
+        for (int i = 1; list.size() < 43000; ++i)
+            list += "10.0." + std::to_string(i / 256) + "." + std::to_string(i % 256) + ",";
         std::vector<uint8_t> packed(list.size());
         uint32_t packedLen = static_cast<uint32_t>(packed.size());
         uint32_t st = ZX_OS_Compress(list.data(), static_cast<uint32_t>(list.size()), packed.data(), &packedLen);
-        show("compress an address list", st, std::to_string(list.size()) + " -> " + std::to_string(packedLen) + " bytes");
+        show("compress an address list", st,
+             std::to_string(list.size()) + " -> " + std::to_string(packedLen) + " bytes");
         uint32_t id = 0;
         st = ZX_VDATA_CreShm(packedLen, &id);
         if (st == 0) st = ZX_VDATA_UpdateData(id, packedLen, packed.data());

@@ -31,9 +31,8 @@ struct TimeoutRow {
     uint32_t timeoutMs;
 };
 constexpr TimeoutRow kTimeouts[] = {
-    {ZX_OSGI_RPC_INSTALL, 20000},         {ZX_OSGI_RPC_CANCEL_INSTALL, 20000},
-    {ZX_OSGI_RPC_INSTALL_PROCESS, 20000}, {ZX_OSGI_RPC_QUERY_STATE, 20000},
-    {ZX_OSGI_RPC_OPERATE, 60000},         {ZX_OSGI_RPC_RESERVED, 60000},
+    {ZX_OSGI_RPC_INSTALL, 20000},     {ZX_OSGI_RPC_CANCEL_INSTALL, 20000}, {ZX_OSGI_RPC_INSTALL_PROCESS, 20000},
+    {ZX_OSGI_RPC_QUERY_STATE, 20000}, {ZX_OSGI_RPC_OPERATE, 60000},        {ZX_OSGI_RPC_RESERVED, 60000},
 };
 
 uint32_t timeout_of(uint32_t msgId) {
@@ -68,8 +67,8 @@ uint32_t log_time(char (&stamp)[32]) {
     }
     ZX_OS_Snprintf_S(stamp, sizeof stamp, sizeof stamp - 1, "%u-%02u-%02u %02u:%02u:%02u",
                      static_cast<uint32_t>(tm.iYear + 1900), static_cast<uint32_t>(tm.iMon + 1),
-                     static_cast<uint32_t>(tm.iMday), static_cast<uint32_t>(tm.iHour),
-                     static_cast<uint32_t>(tm.iMin), static_cast<uint32_t>(tm.iSec));
+                     static_cast<uint32_t>(tm.iMday), static_cast<uint32_t>(tm.iHour), static_cast<uint32_t>(tm.iMin),
+                     static_cast<uint32_t>(tm.iSec));
     return 0;
 }
 
@@ -86,8 +85,8 @@ json_object* bundle_array(const ZX_OSGI_STATE_LIST_S& list) {
             kVelmApi.last_word(2550_ln, code, static_cast<uint32_t>(i), 0, 0, 0);
             continue;
         }
-        kVelmApi.trace(2556_ln, "acBundleName:%.128s acState:%.16s acVersion:%.24s\r\n",
-                           info.acBundleName, info.acState, info.acVersion);
+        kVelmApi.trace(2556_ln, "acBundleName:%.128s acState:%.16s acVersion:%.24s\r\n", info.acBundleName,
+                       info.acState, info.acVersion);
         if (json_object_array_add(array, entry) != 0) {
             VELM_JSON_ObjPut(entry);
             kVelmApi.last_word(2565_ln, ZX_JNI_ERR_GENERAL, static_cast<uint32_t>(i), 0, 0, 0);
@@ -160,8 +159,7 @@ extern "C" uint32_t OSGI_JNI_Log_Record(const char* action, const char* bundleNa
     ZX_OS_Fclose(fp);
     line.free_at(written < 1 ? 818 : 824);
     if (written < 1) {
-        kVelmApi.trace_at(kLogLevel, 820_ln,
-                           "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n");
+        kVelmApi.trace_at(kLogLevel, 820_ln, "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n");
         return 1;
     }
     return 0;
@@ -269,8 +267,8 @@ extern "C" uint32_t OSGI_JNI_FillVdataFromJsonPara(PluginVDataRecord* rec, JNIEn
     }
     auto* list = reinterpret_cast<ZX_OSGI_QUERY_LIST_S*>(block.get());
     jsize length = names ? env->GetArrayLength(names) : 0;
-    uint32_t count = static_cast<uint32_t>(length) < ZX_OSGI_MAX_BUNDLES ? static_cast<uint32_t>(length)
-                                                                          : ZX_OSGI_MAX_BUNDLES;
+    uint32_t count =
+        static_cast<uint32_t>(length) < ZX_OSGI_MAX_BUNDLES ? static_cast<uint32_t>(length) : ZX_OSGI_MAX_BUNDLES;
     kVelmApi.trace(2641_ln, "iCount:%u\r\n", count);
     for (uint32_t i = 0; i < count; ++i) {
         auto element = static_cast<jstring>(env->GetObjectArrayElement(names, static_cast<jsize>(i)));
@@ -306,8 +304,7 @@ extern "C" jstring OSGI_JNI_FillJsonStrFromVdata(JNIEnv* env, const PluginVDataR
         return nullptr;
     }
     const auto* list = reinterpret_cast<const ZX_OSGI_STATE_LIST_S*>(block.get());
-    kVelmApi.trace(2516_ln, "\nuiStatus:%u uiSize:%u", list->uiStatus,
-                       static_cast<uint32_t>(list->iCount));
+    kVelmApi.trace(2516_ln, "\nuiStatus:%u uiSize:%u", list->uiStatus, static_cast<uint32_t>(list->iCount));
     if (list->uiStatus != 0) {
         kVelmApi.last_word(2521_ln, list->uiStatus);
         return nullptr;

@@ -18,12 +18,11 @@ struct CodeRow {
     int32_t result;
 };
 constexpr CodeRow kCodeTable[] = {
-    {0x00000000, 0},    {0xFFFFFFFF, -1},   {0xF7213003, -3},   {0xF7213002, -4},   {0xF7212001, -5},
-    {0xF7213009, -6},   {0xF7213006, -7},   {0x0000000C, -8},   {0x00000004, -9},   {0xF7204030, -9},
-    {0x00000007, -10},  {0xF7213008, -11},  {0xF721300A, -12},  {0xF7213010, -13},  {0xF721300B, -14},
-    {0xF721300C, -15},  {0x00000006, -17},  {0xF7213007, -18},  {0x00000008, -19},  {0x00000009, -20},
-    {0x0000000A, -21},  {0x00000001, -22},  {0x00000003, -23},  {0x0000000B, -24},  {0xF720403F, -25},
-    {0xF721300D, -27},  {0xF710403D, -100}, {0x0000000F, -100}, {0x00000012, -100},
+    {0x00000000, 0},   {0xFFFFFFFF, -1},  {0xF7213003, -3},   {0xF7213002, -4},   {0xF7212001, -5},   {0xF7213009, -6},
+    {0xF7213006, -7},  {0x0000000C, -8},  {0x00000004, -9},   {0xF7204030, -9},   {0x00000007, -10},  {0xF7213008, -11},
+    {0xF721300A, -12}, {0xF7213010, -13}, {0xF721300B, -14},  {0xF721300C, -15},  {0x00000006, -17},  {0xF7213007, -18},
+    {0x00000008, -19}, {0x00000009, -20}, {0x0000000A, -21},  {0x00000001, -22},  {0x00000003, -23},  {0x0000000B, -24},
+    {0xF720403F, -25}, {0xF721300D, -27}, {0xF710403D, -100}, {0x0000000F, -100}, {0x00000012, -100},
 };
 static_assert(sizeof kCodeTable / sizeof kCodeTable[0] == 29);
 
@@ -66,8 +65,7 @@ extern "C" int32_t ZX_OSGI_JNI_ZXErrConvert(uint32_t code) {
             break;
         }
     }
-    kVelmApi.trace(460_ln, "Module ret:[%u][%x] ZX ret:%u\r\n", code, code,
-                       static_cast<uint32_t>(result));
+    kVelmApi.trace(460_ln, "Module ret:[%u][%x] ZX ret:%u\r\n", code, code, static_cast<uint32_t>(result));
     return result;
 }
 
@@ -96,8 +94,8 @@ extern "C" jstring OSGI_JNI_FaultStrBuild(JNIEnv* env, uint32_t code) {
     json_object_object_add(obj, "Result", result);
     const char* text = json_object_to_json_string(obj);
     if (!text || !*text) {
-        kVelmApi.last_word(993_ln, ZX_JNI_ERR_GENERAL,
-                             static_cast<uint32_t>(reinterpret_cast<uintptr_t>(text)), 0, 0, 0);
+        kVelmApi.last_word(993_ln, ZX_JNI_ERR_GENERAL, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(text)), 0, 0,
+                           0);
         VELM_JSON_ObjPut(obj);
         return nullptr;
     }

@@ -33,12 +33,36 @@ struct Rate {
 };
 // The accepted rates in their order of lookup (38400 stands before 19200).
 constexpr Rate kRates[] = {
-    {0, B0},             {50, B50},           {75, B75},           {110, B110},         {134, B134},
-    {150, B150},         {200, B200},         {300, B300},         {600, B600},         {1200, B1200},
-    {1800, B1800},       {2400, B2400},       {4800, B4800},       {9600, B9600},       {38400, B38400},
-    {19200, B19200},     {57600, B57600},     {115200, B115200},   {230400, B230400},   {460800, B460800},
-    {500000, B500000},   {1152000, B1152000}, {576000, B576000},   {1500000, B1500000}, {2500000, B2500000},
-    {2000000, B2000000}, {921600, B921600},   {1000000, B1000000}, {3000000, B3000000}, {3500000, B3500000},
+    {0, B0},
+    {50, B50},
+    {75, B75},
+    {110, B110},
+    {134, B134},
+    {150, B150},
+    {200, B200},
+    {300, B300},
+    {600, B600},
+    {1200, B1200},
+    {1800, B1800},
+    {2400, B2400},
+    {4800, B4800},
+    {9600, B9600},
+    {38400, B38400},
+    {19200, B19200},
+    {57600, B57600},
+    {115200, B115200},
+    {230400, B230400},
+    {460800, B460800},
+    {500000, B500000},
+    {1152000, B1152000},
+    {576000, B576000},
+    {1500000, B1500000},
+    {2500000, B2500000},
+    {2000000, B2000000},
+    {921600, B921600},
+    {1000000, B1000000},
+    {3000000, B3000000},
+    {3500000, B3500000},
     {4000000, B4000000},
 };
 static_assert(sizeof kRates / sizeof kRates[0] == kSerialCode);
@@ -80,8 +104,7 @@ uint32_t plugin_request(uint32_t msgId, const char* plugId, uint32_t type, ZX_WI
     return ask(msgId, &req, sizeof req, reply);
 }
 
-uint32_t lock_family(uint32_t msgId, uint32_t devId, char* buf, uint32_t size, Line bufLine,
-                     Line failLine) {
+uint32_t lock_family(uint32_t msgId, uint32_t devId, char* buf, uint32_t size, Line bufLine, Line failLine) {
     if (!buf) {
         kVelmApi.last_word(bufLine, 1);
         return 1;
@@ -119,7 +142,7 @@ std::optional<Rejection> apply_frame(termios& tio, uint32_t bits, uint32_t stopB
         case 0: tio.c_cflag &= ~PARENB; return std::nullopt;
         case 1: tio.c_cflag = (tio.c_cflag | PARENB) & ~PARODD; break;
         case 2: tio.c_cflag |= PARENB | PARODD; break;
-        case 3: tio.c_cflag |= CMSPAR | PARODD; break;  // mark: PARENB stays as it was
+        case 3: tio.c_cflag |= CMSPAR | PARODD; break;                  // mark: PARENB stays as it was
         case 4: tio.c_cflag = (tio.c_cflag | CMSPAR) & ~PARODD; break;  // space: likewise
         default: return Rejection{1857_ln, parity};
     }
@@ -228,8 +251,7 @@ extern "C" uint32_t ZX_JNI_UsbOpen(uint32_t uiDevId, char* buf, uint32_t size) {
     } else {
         int32_t fd = ZX_OS_Open(reply.acDevPath, 2, 0);
         if (fd < 0) {
-            kVelmApi.last_word(1250_ln, static_cast<uint32_t>(fd), static_cast<uint32_t>(ZX_OS_GetLastErr()),
-                                 0, 0, 0);
+            kVelmApi.last_word(1250_ln, static_cast<uint32_t>(fd), static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0, 0);
             write_reason(buf, size, -1, reply.acFailReason);
         } else {
             ZX_OS_Printf("ZX_JNI_UsbOpen : %d.\n", fd);
@@ -247,8 +269,7 @@ extern "C" uint32_t ZX_JNI_UsbClose(uint32_t uiHandle, char* buf, uint32_t size)
     }
     int32_t result = ZX_OS_Close(static_cast<int32_t>(uiHandle));
     if (result != 0) {
-        kVelmApi.last_word(1300_ln, static_cast<uint32_t>(result), static_cast<uint32_t>(ZX_OS_GetLastErr()),
-                             0, 0, 0);
+        kVelmApi.last_word(1300_ln, static_cast<uint32_t>(result), static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0, 0);
         write_failed(buf, size, -1);
     } else {
         write_ok(buf, size);
@@ -293,15 +314,15 @@ extern "C" uint32_t ZX_JNI_UsbRead(uint32_t uiHandle, uint8_t* pucData, uint32_t
             write_pair(buf, size, "Len", 0);
             return 0;
         }
-        kVelmApi.trace(1612_ln, "ZX_JNI_UsbRead timeout:%d errno:%d iHandle:%d", iTimeOut,
-                           ZX_OS_GetLastErr(), static_cast<int32_t>(uiHandle));
+        kVelmApi.trace(1612_ln, "ZX_JNI_UsbRead timeout:%d errno:%d iHandle:%d", iTimeOut, ZX_OS_GetLastErr(),
+                       static_cast<int32_t>(uiHandle));
         kVelmApi.last_word(1613_ln, 1);
         write_failed(buf, size, -2);
         return 0;
     }
     if (ready < 0) {
         kVelmApi.trace(1620_ln, "ZX_JNI_UsbRead errno:%d iHandle:%d", ZX_OS_GetLastErr(),
-                           static_cast<int32_t>(uiHandle));
+                       static_cast<int32_t>(uiHandle));
         kVelmApi.last_word(1621_ln, 1);
         write_failed(buf, size, -1);
         return 0;
@@ -316,7 +337,7 @@ extern "C" uint32_t ZX_JNI_UsbRead(uint32_t uiHandle, uint8_t* pucData, uint32_t
     // The data as text: up to its first NUL, never past what was read.
     const char* text = reinterpret_cast<const char*>(data);
     kVelmApi.trace(1635_ln, "ZX_JNI_UsbRead: Len:%u Data:%.*s", static_cast<uint32_t>(count),
-                       static_cast<int>(strnlen(text, static_cast<size_t>(count))), text);
+                   static_cast<int>(strnlen(text, static_cast<size_t>(count))), text);
     for (int32_t i = 0; i < count; ++i) kVelmApi.trace(1638_ln, "%02x ", data[i]);
     write_pair(buf, size, "Len", count);
     return 0;
@@ -332,8 +353,7 @@ extern "C" uint32_t ZX_JNI_UsbWrite(uint32_t uiHandle, const uint8_t* pucData, u
     }
     const uint8_t* data = pucData + uiOffset;
     const char* text = reinterpret_cast<const char*>(data);
-    kVelmApi.trace(1686_ln, "ZX_JNI_UsbWrite: Len:%u Data:%.*s", uiLen,
-                       static_cast<int>(strnlen(text, uiLen)), text);
+    kVelmApi.trace(1686_ln, "ZX_JNI_UsbWrite: Len:%u Data:%.*s", uiLen, static_cast<int>(strnlen(text, uiLen)), text);
     int32_t written = ZX_OS_Write(static_cast<int32_t>(uiHandle), data, uiLen);
     if (written < 0) {
         kVelmApi.last_word(1692_ln, 1, static_cast<uint32_t>(written), uiHandle, uiOffset, uiLen);
@@ -371,8 +391,7 @@ extern "C" uint32_t ZX_JNI_UsbSetSerial(uint32_t uiHandle, uint32_t iRate, uint3
     cfsetospeed(&tio, rate->speed);
     tio.c_cflag &= ~CSIZE;
     if (std::optional<Rejection> refused = apply_frame(tio, iRits, iStopBits, iParity)) {
-        kVelmApi.last_word(refused->line, 1, refused->value, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0,
-                             0);
+        kVelmApi.last_word(refused->line, 1, refused->value, static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0);
         write_failed(buf, size, -1);
         return 0;
     }

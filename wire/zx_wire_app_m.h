@@ -17,22 +17,22 @@
 #define ZX_APPM_NOTICE_TRAFFIC_MONITOR 39u /* records a bundle's traffic-monitoring change (block and flag) */
 
 /* Device information. */
-#define ZX_APPM_RPC_GET_MGT_ADDRESS 0x47102041u /* answers the management address (offset 305) and port (562) */
-#define ZX_APPM_RPC_GET_LOID 0x4710304Bu        /* answers the LOID as text; asked with a zero word */
+#define ZX_APPM_RPC_GET_MGT_ADDRESS 0x47102041u  /* answers the management address (offset 305) and port (562) */
+#define ZX_APPM_RPC_GET_LOID 0x4710304Bu         /* answers the LOID as text; asked with a zero word */
 #define ZX_APPM_RPC_GET_WLAN_CHANNEL 0x47103053u /* answers the WLAN channel number as a word */
-#define ZX_APPM_RPC_GET_PPPOE_WAN 0x47103054u   /* fills in the WAN address and PPPoE name of a named connection */
-#define ZX_APPM_RPC_GET_PHY_INFO 0x4710307Du    /* answers the physical device information as text */
+#define ZX_APPM_RPC_GET_PPPOE_WAN 0x47103054u    /* fills in the WAN address and PPPoE name of a named connection */
+#define ZX_APPM_RPC_GET_PHY_INFO 0x4710307Du     /* answers the physical device information as text */
 
 /* LAN hosts and devices. */
-#define ZX_APPM_RPC_LAN_GET_NET_INFO 0x47103046u             /* answers the LAN host list as JSON, 512 bytes a host */
-#define ZX_APPM_RPC_LAN_SET_DEV_ACCESS_PERMISSION 0x47103047u /* sets a device's two access permissions ("ON"/"OFF") */
-#define ZX_APPM_RPC_LAN_GET_INTERNET_BLACKLIST 0x47103048u   /* answers the Internet access black list as JSON */
-#define ZX_APPM_RPC_LAN_GET_STORAGE_BLACKLIST 0x47103049u    /* answers the storage access black list as JSON */
-#define ZX_APPM_RPC_LAN_SET_DEV_STATS_STATUS 0x4710304Du     /* switches per-device statistics on or off */
-#define ZX_APPM_RPC_LAN_GET_PORT_STATUS 0x4710304Fu          /* answers the LAN ports' status as JSON */
-#define ZX_APPM_RPC_LAN_GET_DEV_BANDWIDTH 0x47103050u        /* answers the devices' bandwidth as JSON */
-#define ZX_APPM_RPC_LAN_GET_DEV_MAX_BANDWIDTH 0x47103051u    /* answers a device's (MAC text) limits as JSON */
-#define ZX_APPM_RPC_LAN_SET_DEV_MAX_BANDWIDTH 0x47103052u    /* sets a device's two bandwidth limits, answers JSON */
+#define ZX_APPM_RPC_LAN_GET_NET_INFO 0x47103046u              /* answers the LAN host list as JSON, 512 bytes a host */
+#define ZX_APPM_RPC_LAN_SET_DEV_ACCESS_PERMISSION 0x47103047u /* sets a device's access permissions ("ON"/"OFF") */
+#define ZX_APPM_RPC_LAN_GET_INTERNET_BLACKLIST 0x47103048u    /* answers the Internet access black list as JSON */
+#define ZX_APPM_RPC_LAN_GET_STORAGE_BLACKLIST 0x47103049u     /* answers the storage access black list as JSON */
+#define ZX_APPM_RPC_LAN_SET_DEV_STATS_STATUS 0x4710304Du      /* switches per-device statistics on or off */
+#define ZX_APPM_RPC_LAN_GET_PORT_STATUS 0x4710304Fu           /* answers the LAN ports' status as JSON */
+#define ZX_APPM_RPC_LAN_GET_DEV_BANDWIDTH 0x47103050u         /* answers the devices' bandwidth as JSON */
+#define ZX_APPM_RPC_LAN_GET_DEV_MAX_BANDWIDTH 0x47103051u     /* answers a device's (MAC text) limits as JSON */
+#define ZX_APPM_RPC_LAN_SET_DEV_MAX_BANDWIDTH 0x47103052u     /* sets a device's two bandwidth limits, answers JSON */
 
 /* WAN and NAT. */
 #define ZX_APPM_RPC_WAN_GET_IF_STATS 0x4710304Au /* answers the WAN interface statistics as JSON */
@@ -40,17 +40,17 @@
 #define ZX_APPM_RPC_SET_NAT_INFO 0x47103058u     /* adds or deletes a WAN access (NAT) rule */
 
 /* SSIDs (the radios themselves are "wifi"'s). */
-#define ZX_APPM_RPC_WLAN_SET_STATE 0x4710304Eu    /* switches an SSID on or off, answers JSON */
+#define ZX_APPM_RPC_WLAN_SET_STATE 0x4710304Eu     /* switches an SSID on or off, answers JSON */
 #define ZX_APPM_RPC_WLAN_GET_SSID_INFO 0x47103069u /* answers an SSID's information (0: all SSIDs) as JSON */
-#define ZX_APPM_RPC_WLAN_GET_SECURITY 0x47103077u /* answers an SSID's security settings as JSON */
-#define ZX_APPM_RPC_WLAN_SET_SECURITY 0x47103078u /* sets an SSID's security settings, answers JSON */
-#define ZX_APPM_RPC_WLAN_GET_STATE 0x47103081u    /* answers whether an SSID is on, as a word */
-#define ZX_APPM_RPC_WLAN_GET_HIDE 0x47103082u     /* answers whether an SSID is hidden, as a word */
-#define ZX_APPM_RPC_WLAN_SET_HIDE 0x47103083u     /* hides or shows an SSID, answering in the request record */
+#define ZX_APPM_RPC_WLAN_GET_SECURITY 0x47103077u  /* answers an SSID's security settings as JSON */
+#define ZX_APPM_RPC_WLAN_SET_SECURITY 0x47103078u  /* sets an SSID's security settings, answers JSON */
+#define ZX_APPM_RPC_WLAN_GET_STATE 0x47103081u     /* answers whether an SSID is on, as a word */
+#define ZX_APPM_RPC_WLAN_GET_HIDE 0x47103082u      /* answers whether an SSID is hidden, as a word */
+#define ZX_APPM_RPC_WLAN_SET_HIDE 0x47103083u      /* hides or shows an SSID, answering in the request record */
 
 /* LEDs, platform connection and cloud. */
-#define ZX_APPM_RPC_GET_CLOUD_STATUS 0x4710306Cu          /* answers the cloud registration status as a word */
-#define ZX_APPM_RPC_SET_LED_STATE 0x4710306Eu             /* sets an LED's colour and blink timing, answers text */
+#define ZX_APPM_RPC_GET_CLOUD_STATUS 0x4710306Cu              /* answers the cloud registration status as a word */
+#define ZX_APPM_RPC_SET_LED_STATE 0x4710306Eu                 /* sets an LED's colour and blink timing, answers text */
 #define ZX_APPM_RPC_NOTIFY_PLATFORM_CONNECT_STATE 0x47103084u /* takes the platform connection state; no reply */
 
 /* Media-file scanner. */

@@ -7,9 +7,9 @@
 
 #include "zx_wire_common.h"
 
-#define ZX_EVENT_INFORM 12342u           /* a plug-in's event: name and data (record A) */
-#define ZX_EVENT_NOTIFY 12348u           /* a plug-in's notification: name and data (record A) */
-#define ZX_EVENT_NOTIFY_EXTENDED 12355u  /* a notification with two names and data (record B) */
+#define ZX_EVENT_INFORM 12342u          /* a plug-in's event: name and data (record A) */
+#define ZX_EVENT_NOTIFY 12348u          /* a plug-in's notification: name and data (record A) */
+#define ZX_EVENT_NOTIFY_EXTENDED 12355u /* a notification with two names and data (record B) */
 
 #pragma pack(push, 1)
 /* Record A: texts cut to their field less one, a missing text left empty. */

@@ -21,9 +21,9 @@
 #define ZX_OSGI_RPC_GET_DU_COUNT 0x4720902Au    /* answers the number of deployment units in the first word */
 #define ZX_OSGI_RPC_GET_PLUGIN_PERMISSIONS 0x47209031u /* writes the permissions into the caller's shared segment */
 
-#define ZX_OSGI_MAX_BUNDLES 256u                  /* names in a query list, entries in a state list */
-#define ZX_OSGI_PERMISSION_SHM_KEY 0xD6EC6u       /* System V key of the permission segment */
-#define ZX_OSGI_PERMISSION_BYTES_PER_DU 2170u     /* permission segment bytes per deployment unit */
+#define ZX_OSGI_MAX_BUNDLES 256u              /* names in a query list, entries in a state list */
+#define ZX_OSGI_PERMISSION_SHM_KEY 0xD6EC6u   /* System V key of the permission segment */
+#define ZX_OSGI_PERMISSION_BYTES_PER_DU 2170u /* permission segment bytes per deployment unit */
 
 #pragma pack(push, 1)
 /* start, stop, uninstall and reset of one bundle */

@@ -19,9 +19,9 @@
 #define ZX_USB_RPC_UNREGISTER_ALL 0x47103076u /* drops every registration and lock; no request, no reply read */
 
 /* Discs. */
-#define ZX_USB_RPC_CHANGE_DISC_NAME 0x47103065u         /* renames a disc named by its current name */
+#define ZX_USB_RPC_CHANGE_DISC_NAME 0x47103065u          /* renames a disc named by its current name */
 #define ZX_USB_RPC_GET_MNT_PATH_BY_DISC_NAME 0x47103066u /* answers the mount path of a named disc */
-#define ZX_USB_RPC_GET_DISC_INFO 0x47103067u            /* answers the disc list (the request is "input", no NUL) */
+#define ZX_USB_RPC_GET_DISC_INFO 0x47103067u             /* answers the disc list (the request is "input", no NUL) */
 #define ZX_USB_RPC_CHANGE_DISC_NAME_BY_PATH 0x47103068u  /* renames the disc mounted at a path */
 
 #define ZX_USB_DISC_INFO_REQUEST "input" /* the disc-list request: these 5 characters, no NUL */

@@ -9,12 +9,12 @@
 
 #define ZX_WIFI_ENDPOINT "wifi"
 
-#define ZX_WIFI_RPC_GET_WPS_STATE 0x4760311Du          /* answers the one WPS state in the first word of 18 bytes */
-#define ZX_WIFI_RPC_SET_FORBID_CHANNEL 0x47603163u     /* sets a radio's forbidden channels */
+#define ZX_WIFI_RPC_GET_WPS_STATE 0x4760311Du           /* answers the one WPS state in the first word of 18 bytes */
+#define ZX_WIFI_RPC_SET_FORBID_CHANNEL 0x47603163u      /* sets a radio's forbidden channels */
 #define ZX_WIFI_RPC_SET_AUTO_CHANNEL_ENABLE 0x47603164u /* switches a radio's automatic channel selection */
-#define ZX_WIFI_RPC_SET_CHANNEL_WIDTH 0x47603165u      /* sets a radio's channel width */
-#define ZX_WIFI_JNI_RPC_GET_WLANHOSTINFO 0x4760317Au   /* answers the wireless hosts (all, or up to 8 MACs) as JSON */
-#define ZX_WIFI_RPC_START_WPS 0x47603A16u              /* starts WPS on an SSID */
+#define ZX_WIFI_RPC_SET_CHANNEL_WIDTH 0x47603165u       /* sets a radio's channel width */
+#define ZX_WIFI_JNI_RPC_GET_WLANHOSTINFO 0x4760317Au    /* answers the wireless hosts (all, or up to 8 MACs) as JSON */
+#define ZX_WIFI_RPC_START_WPS 0x47603A16u               /* starts WPS on an SSID */
 
 #define ZX_WIFI_MAX_HOST_MACS 8u /* MACs in a host query */
 

@@ -51,7 +51,8 @@ int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "call") == 0) {
         char* end = nullptr;
         unsigned long midWord = std::strtoul(argv[3], &end, 0);
-        if (*argv[3] != '\0' && *end == '\0' && midWord <= 0xFFFFFFFFul) return call(argv[2], static_cast<uint32_t>(midWord));
+        if (*argv[3] != '\0' && *end == '\0' && midWord <= 0xFFFFFFFFul)
+            return call(argv[2], static_cast<uint32_t>(midWord));
     }
     usage();
     return 2;

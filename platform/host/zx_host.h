@@ -38,20 +38,20 @@ ZX_HOST_API std::string status_name(uint32_t status);
 // ---------------------------------------------------------------------------------------------
 
 struct BusRequest {
-    ZX_MSG_HEAD_S head{};            // routing header, bytes as the caller sent them
+    ZX_MSG_HEAD_S head{};  // routing header, bytes as the caller sent them
     uint32_t msgId = 0;
-    uint32_t mid = 0;                // module id argument of the call
-    bool oneWay = false;             // ZX_MSG_AsyncSendData: no answer is expected
-    uint32_t timeoutMs = 0;          // the caller's unscaled time-out (0 for one-way)
-    uint32_t replyCap = 0;           // the caller's reply capacity
+    uint32_t mid = 0;        // module id argument of the call
+    bool oneWay = false;     // ZX_MSG_AsyncSendData: no answer is expected
+    uint32_t timeoutMs = 0;  // the caller's unscaled time-out (0 for one-way)
+    uint32_t replyCap = 0;   // the caller's reply capacity
     uint32_t callerPid = 0;
-    std::span<const uint8_t> data;   // request bytes, valid during the handler call
+    std::span<const uint8_t> data;  // request bytes, valid during the handler call
 };
 
 struct BusAnswer {
-    uint32_t status = 0;             // returned to the caller unchanged
-    std::vector<uint8_t> data;       // cut to the caller's capacity by the bus
-    bool noReply = false;            // send nothing: the caller times out
+    uint32_t status = 0;        // returned to the caller unchanged
+    std::vector<uint8_t> data;  // cut to the caller's capacity by the bus
+    bool noReply = false;       // send nothing: the caller times out
 };
 
 using BusHandler = std::function<void(const BusRequest&, BusAnswer&)>;
@@ -118,15 +118,15 @@ struct AllocRecord {
     uint32_t line;
 };
 
-ZX_HOST_API uint64_t alloc_outstanding();                 // blocks handed out and not yet freed
-ZX_HOST_API std::vector<AllocRecord> alloc_list();        // those blocks, oldest first
-ZX_HOST_API uint64_t alloc_foreign_frees();               // ZX_OS_MemFreeD of blocks not ours
+ZX_HOST_API uint64_t alloc_outstanding();           // blocks handed out and not yet freed
+ZX_HOST_API std::vector<AllocRecord> alloc_list();  // those blocks, oldest first
+ZX_HOST_API uint64_t alloc_foreign_frees();         // ZX_OS_MemFreeD of blocks not ours
 // Fail the n-th allocation from now (1 = the next one); 0 cancels.
 ZX_HOST_API void alloc_fail_nth(uint64_t n);
 // Fail every allocation made from file:line (file compared as text) until cleared.
 ZX_HOST_API void alloc_fail_at(const std::string& file, uint32_t line);
-ZX_HOST_API void alloc_fail_clear();                      // cancels both kinds of fault
-ZX_HOST_API uint64_t alloc_failures_injected();           // count since process start
+ZX_HOST_API void alloc_fail_clear();             // cancels both kinds of fault
+ZX_HOST_API uint64_t alloc_failures_injected();  // count since process start
 
 // ---------------------------------------------------------------------------------------------
 // Shared data blocks

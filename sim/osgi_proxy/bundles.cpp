@@ -132,7 +132,8 @@ void decode_name(Call& call, const std::string& name, const char* extraKey = nul
     call.set_decoded(std::move(decoded));
 }
 
-uint32_t install_checks(json_object* state, const ZX_OSGI_INSTALL_REQ_S& req, const std::string& name, std::string& version) {
+uint32_t install_checks(json_object* state, const ZX_OSGI_INSTALL_REQ_S& req, const std::string& name,
+                        std::string& version) {
     if (name.empty()) return kNoName;
     if (child(object_member(state, "bundles"), name)) return kAlreadyInstalled;
     json_object* running = child(object_member(state, "installs"), name);

@@ -49,8 +49,8 @@ void teardown_tunnel(Call& call) {
     call.service().with_state([&req](json_object* state) {
         json_object* tunnels = member(state, "tunnels", json_type_array);
         for (size_t i = json_object_array_length(tunnels); i-- > 0;)
-            if (same_tunnel(json_object_array_get_idx(tunnels, i), "name", field(req.acTunnelName), field(req.acLnsAddr),
-                            field(req.acPppUser)))
+            if (same_tunnel(json_object_array_get_idx(tunnels, i), "name", field(req.acTunnelName),
+                            field(req.acLnsAddr), field(req.acPppUser)))
                 json_object_array_del_idx(tunnels, i, 1);
     });
     call.reply_record(uint32_t{0});

@@ -101,7 +101,8 @@ public:
     void receive(size_t min, size_t max, uint32_t waitMs, std::vector<uint8_t>& out) {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(waitMs);
         while (out.size() < max) {
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
             int timeout = out.size() >= min ? 0 : static_cast<int>(std::max<int64_t>(left.count(), 0));
             pollfd p{master_.get(), POLLIN, 0};
             if (::poll(&p, 1, timeout) <= 0 || !(p.revents & POLLIN)) return;
@@ -157,7 +158,8 @@ public:
         std::call_once(built_, [&] {
             JsonPtr state = service.state_copy();
             json_object* list = nullptr;
-            if (!json_object_object_get_ex(state.get(), "devices", &list) || !json_object_is_type(list, json_type_array))
+            if (!json_object_object_get_ex(state.get(), "devices", &list) ||
+                !json_object_is_type(list, json_type_array))
                 return;
             for (size_t i = 0; i < json_object_array_length(list) && !setupError; ++i)
                 setupError = add_device(json_object_array_get_idx(list, i));

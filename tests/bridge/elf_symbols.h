@@ -78,8 +78,7 @@ inline void* hidden_function(const void* anchor, const std::string& name) {
     std::optional<LoadedObject> object = loaded_object_of(anchor);
     if (!object) return nullptr;
     for (const ElfSymbol& s : elf_symbols(object->path, SHT_SYMTAB))
-        if (s.name == name && s.type == STT_FUNC && s.defined)
-            return reinterpret_cast<void*>(object->base + s.value);
+        if (s.name == name && s.type == STT_FUNC && s.defined) return reinterpret_cast<void*>(object->base + s.value);
     return nullptr;
 }
 

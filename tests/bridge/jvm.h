@@ -68,6 +68,7 @@ private:
 // The JNI functions that hand out a new local reference (the caller must delete it or let its
 // frame end), and the ones that do not; PushLocalFrame, PopLocalFrame, DeleteLocalRef and the
 // variadic calls are handled apart.
+// clang-format off
 #define ZXTEST_JNI_MAKING(X)                                                                                  \
     X(DefineClass) X(FindClass) X(ToReflectedMethod) X(GetSuperclass) X(ToReflectedField)                     \
     X(ExceptionOccurred) X(NewLocalRef) X(AllocObject) X(NewObjectV) X(NewObjectA) X(GetObjectClass)          \
@@ -118,6 +119,7 @@ private:
     X(GetStringCritical) X(ReleaseStringCritical) X(NewWeakGlobalRef) X(DeleteWeakGlobalRef)                  \
     X(ExceptionCheck) X(GetDirectBufferAddress) X(GetDirectBufferCapacity) X(GetObjectRefType)
 #define ZXTEST_JNI_RESULTS(X) X(Object) X(Boolean) X(Byte) X(Char) X(Short) X(Int) X(Long) X(Float) X(Double) X(Void)
+// clang-format on
 
 // Counts the local references made through one JNIEnv and not yet released. env() is a JNIEnv of
 // its own whose function table forwards every call to the VM's JNIEnv given at construction; the
@@ -169,7 +171,7 @@ private:
     // A JNI function that only passes the call on.
     template <auto F>
     struct Passing;
-    template <class R, class... A, R(JNICALL* JNINativeInterface_::*F)(JNIEnv*, A...)>
+    template <class R, class... A, R (JNICALL* JNINativeInterface_::*F)(JNIEnv*, A...)>
     struct Passing<F> {
         static R JNICALL call(JNIEnv* env, A... args) {
             JNIEnv* vm = of(env).vm_;
@@ -179,7 +181,7 @@ private:
     // A JNI function whose result is a new local reference.
     template <auto F>
     struct Making;
-    template <class R, class... A, R(JNICALL* JNINativeInterface_::*F)(JNIEnv*, A...)>
+    template <class R, class... A, R (JNICALL* JNINativeInterface_::*F)(JNIEnv*, A...)>
     struct Making<F> {
         static R JNICALL call(JNIEnv* env, A... args) {
             LocalRefCounter& counter = of(env);
@@ -191,7 +193,7 @@ private:
     // A variadic call, made through this table's entry for its va_list form.
     template <auto V>
     struct Variadic;
-    template <class R, class T, R(JNICALL* JNINativeInterface_::*V)(JNIEnv*, T, jmethodID, va_list)>
+    template <class R, class T, R (JNICALL* JNINativeInterface_::*V)(JNIEnv*, T, jmethodID, va_list)>
     struct Variadic<V> {
         static R JNICALL call(JNIEnv* env, T target, jmethodID method, ...) {
             va_list args;
@@ -206,7 +208,7 @@ private:
             }
         }
     };
-    template <class R, R(JNICALL* JNINativeInterface_::*V)(JNIEnv*, jobject, jclass, jmethodID, va_list)>
+    template <class R, R (JNICALL* JNINativeInterface_::*V)(JNIEnv*, jobject, jclass, jmethodID, va_list)>
     struct Variadic<V> {
         static R JNICALL call(JNIEnv* env, jobject target, jclass cls, jmethodID method, ...) {
             va_list args;

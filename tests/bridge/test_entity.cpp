@@ -17,15 +17,15 @@
 #include <thread>
 #include <vector>
 
-#include "trace_lines.h"
 #include "elf_symbols.h"
 #include "l2tp_jni.h"
 #include "test_env.h"
+#include "trace_lines.h"
 #include "zx_host.h"
 
 // The native of JNINativeMethods.startThread(), as the VM finds it.
 extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_startThread(JNIEnv*,
-                                                                                                         jobject);
+                                                                                                             jobject);
 
 // ---------------------------------------------------------------------------------------------
 // dlopen as the library sees it: calls are counted, and the platform library can be made to look
@@ -147,7 +147,9 @@ TEST_F(Entity, StartsOnceThenAnswersZeroAndDoesNothing) {
     // Replace the handler start-up registered: a second start-up that registered again would put
     // JNImsgProc back.
     constexpr uint32_t kMarker = 0x5A5A;
-    ASSERT_EQ(ZX_MSG_RegisterMID(0, [](const void*) -> uint32_t { return kMarker; }, 1), ZX_OK);
+    ASSERT_EQ(ZX_MSG_RegisterMID(
+                  0, [](const void*) -> uint32_t { return kMarker; }, 1),
+              ZX_OK);
     const int threads = thread_count();
     const int opened = g_dlopenCalls;
 
@@ -219,7 +221,9 @@ TEST_F(Entity, MissingPlatformLibraryFailsAndALaterStartSucceeds) {
 
 TEST_F(Entity, BusNameHeldByAnotherEndpointFailsAndKeepsTheLibraryHandle) {
     std::unique_ptr<zxhost::BusService> holder;
-    ASSERT_EQ(zxhost::BusService::start("jamvm", [](const zxhost::BusRequest&, zxhost::BusAnswer&) {}, holder), ZX_OK);
+    ASSERT_EQ(zxhost::BusService::start(
+                  "jamvm", [](const zxhost::BusRequest&, zxhost::BusAnswer&) {}, holder),
+              ZX_OK);
     EXPECT_EQ(start_thread(), 1);
     EXPECT_EQ(take_records(), std::vector<std::string>{T(kLevel, kFile, 1075, "JNI ZX_MSG_Init fail\r\n")});
     EXPECT_EQ(JniInitFlag, 0u);
@@ -242,9 +246,8 @@ TEST_F(Entity, MessageThreadCreationStoresTheHandleEvenWhenTheLoadFails) {
     g_refuseBasicLibrary = true;
     EXPECT_EQ(JNIcreadmsgthread(), 0xFFFFFFFFu);
     EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(take_records(),
-              (std::vector<std::string>{kStartLoading,
-                                        T(kLevel, kFile, 788, "\r\n dlopen libzx_kor_basic.so error\r\n")}));
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  kStartLoading, T(kLevel, kFile, 788, "\r\n dlopen libzx_kor_basic.so error\r\n")}));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -287,8 +290,8 @@ TEST(OsgiTag, ConcurrentCallersNeverTakeTheSameCount) {
         for (const auto& [tag, n] : m) total[tag] += n;
     EXPECT_EQ(g_stJNIOsgiMid.uiCount, 1u + kThreads * kCalls) << "no increment was lost";
     // Counts 1 to 24000 were taken: every tag equally often.
-    EXPECT_EQ(total, (std::map<uint32_t, int>{{281, 4000}, {282, 4000}, {283, 4000}, {284, 4000}, {285, 4000},
-                                              {286, 4000}}));
+    EXPECT_EQ(total,
+              (std::map<uint32_t, int>{{281, 4000}, {282, 4000}, {283, 4000}, {284, 4000}, {285, 4000}, {286, 4000}}));
 }
 
 }  // namespace

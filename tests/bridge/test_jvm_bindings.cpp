@@ -11,25 +11,25 @@
 #include <string>
 #include <vector>
 
-#include "trace_lines.h"
 #include "jvm.h"
-#include "traced_jvm_test.h"
 #include "sim_process.h"
 #include "source_lines.h"
 #include "test_env.h"
+#include "trace_lines.h"
+#include "traced_jvm_test.h"
 #include "zx_velm_jni_api.h"
 
 // The natives as the VM finds them (the receiver is never read).
 extern "C" {
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetCpuUsage(JNIEnv*,
-                                                                                                          jobject);
+                                                                                                           jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetMemUsage(JNIEnv*,
-                                                                                                          jobject);
+                                                                                                           jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(JNIEnv*,
-                                                                                                      jobject);
+                                                                                                       jobject);
 JNIEXPORT jobjectArray JNICALL Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list(JNIEnv*,
-                                                                                                             jobject,
-                                                                                                             jstring);
+                                                                                                               jobject,
+                                                                                                               jstring);
 }
 
 namespace {
@@ -62,9 +62,7 @@ std::string result_trace(const std::string& format, uint32_t code, const std::st
     return T(249, kBindings, binding_line("\"" + format + "\""), text.data());
 }
 
-std::string load_text(const char* percent) {
-    return std::string("{\"Result\":0 , \"Percent\":\"") + percent + "\"}";
-}
+std::string load_text(const char* percent) { return std::string("{\"Result\":0 , \"Percent\":\"") + percent + "\"}"; }
 
 std::u16string utf16(const std::string& ascii) { return std::u16string(ascii.begin(), ascii.end()); }
 
@@ -74,9 +72,7 @@ struct EnvVar {
 
 class Bindings : public zxtest::TracedJvmTest {
 protected:
-    void write_idle_stat() {
-        std::ofstream(proc_.path() + "/stat") << "cpu  100 20 300 4000 50 0 10 0 0 0\n";
-    }
+    void write_idle_stat() { std::ofstream(proc_.path() + "/stat") << "cpu  100 20 300 4000 50 0 10 0 0 0\n"; }
     void write_meminfo(int totalKb, int availableKb) {
         std::ofstream(proc_.path() + "/meminfo")
             << "MemTotal: " << totalKb << " kB\nMemAvailable: " << availableKb << " kB\n";
@@ -89,9 +85,9 @@ protected:
 
 TEST_F(Bindings, LineLookupFindsEachTraceOfTheSource) {
     // The expectations below rest on it: every needle names exactly one line.
-    for (const char* needle : {"\"sysGetCpuUsage\", __LINE__", "\" sysGetCpuUsage ret: %u buff:%s\"",
-                               "\"sysGetMemUsage\", __LINE__", "\" sysGetMemUsage ret: %u buff:%s\"",
-                               "\"sysGetLoid\", __LINE__", "\" sysGetLoid ret: ret: %u buff:%s\""})
+    for (const char* needle :
+         {"\"sysGetCpuUsage\", __LINE__", "\" sysGetCpuUsage ret: %u buff:%s\"", "\"sysGetMemUsage\", __LINE__",
+          "\" sysGetMemUsage ret: %u buff:%s\"", "\"sysGetLoid\", __LINE__", "\" sysGetLoid ret: ret: %u buff:%s\""})
         EXPECT_NE(binding_line(needle), 0u) << needle;
 }
 
@@ -149,9 +145,7 @@ protected:
         EXPECT_TRUE(sim_.stop());
         Bindings::TearDown();
     }
-    testing::AssertionResult set_loid(const std::string& loid) {
-        return sim_.set_state("app_m", "loid", loid);
-    }
+    testing::AssertionResult set_loid(const std::string& loid) { return sim_.set_state("app_m", "loid", loid); }
 
     SimProcess sim_{{.services = {"app_m"}}};
 };
@@ -218,9 +212,9 @@ TEST_F(FaultText, IsJsonCsRenderingOfTheConvertedCode) {
         ASSERT_NE(s, nullptr);
         EXPECT_EQ(utf16_of(env_, s), c.text);
         EXPECT_EQ(take_records(),
-                  (std::vector<std::string>{T(249, kVelmApi, 460, c.trace),
-                                            T(249, kVelmApi, 998,
-                                              "pcJsonStr:" + std::string(c.text.begin(), c.text.end()) + "\r\n")}));
+                  (std::vector<std::string>{
+                      T(249, kVelmApi, 460, c.trace),
+                      T(249, kVelmApi, 998, "pcJsonStr:" + std::string(c.text.begin(), c.text.end()) + "\r\n")}));
         env_->DeleteLocalRef(s);
     }
 }

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "binding.h"
-#include "trace_lines.h"
 #include "jvm.h"
+#include "trace_lines.h"
 #include "traced_jvm_test.h"
 #include "zx_host.h"
 
@@ -86,7 +86,7 @@ TEST_F(Frame, HeapBindingTakesTheSizeChosenWhenTheNativeRuns) {
         ZX_OS_StrNCpy_S(b.buf(), b.size(), reply.c_str(), size - 1);
         EXPECT_EQ(text_of(b.finish(0, 701, " sysGetWLanInfo ret: %u len")), reply);
         EXPECT_EQ(take_records(), (Records{T(249, kUnit, entryLine, entry("sysGetWLanInfo")),
-                                          T(249, kUnit, 701, " sysGetWLanInfo ret: 0 len")}));
+                                           T(249, kUnit, 701, " sysGetWLanInfo ret: 0 len")}));
     }
 }
 
@@ -96,7 +96,7 @@ TEST_F(Frame, HeapBindingClearsTheBlockOnFailure) {
     ZX_OS_StrNCpy_S(b.buf(), b.size(), "{\"partial", 20);
     EXPECT_EQ(text_of(b.finish(0xF7700005u, 712, "ret: %u buff:%s")), "<null>");
     EXPECT_EQ(take_records(), (Records{T(249, kUnit, 710, entry("sysGetWLanInfo")),
-                                      T(249, kUnit, 712, "ret: 4151312389 buff:{\"partial")}));
+                                       T(249, kUnit, 712, "ret: 4151312389 buff:{\"partial")}));
 }
 
 TEST_F(Frame, HeapBindingWithoutItsBlockAnswersNullAndRecordsTheLine) {
@@ -104,8 +104,8 @@ TEST_F(Frame, HeapBindingWithoutItsBlockAnswersNullAndRecordsTheLine) {
     HeapBinding b(env_, "lanGetDevInternetAccessBlacklist", 720, HeapBinding::kBlacklistSize, 721);
     ASSERT_FALSE(b);
     EXPECT_EQ(text_of(b.no_block(722)), "<null>");
-    EXPECT_EQ(take_records(), (Records{T(249, kUnit, 720, entry("lanGetDevInternetAccessBlacklist")),
-                                      L1(kUnit, 722, 1)}));
+    EXPECT_EQ(take_records(),
+              (Records{T(249, kUnit, 720, entry("lanGetDevInternetAccessBlacklist")), L1(kUnit, 722, 1)}));
 }
 
 TEST_F(Frame, TerminatedCopyHoldsLengthPlusOneBytes) {
@@ -149,9 +149,9 @@ TEST_F(Frame, VoidNativeTracesTheCodeTextItWouldHaveAnswered) {
     Binding<128, OnFailure::CodeText> ok(env_, "setFilesScanSwitch", 762);
     ok.finish_void(0, 763, " setFilesScanSwitch ret: %u buff:%s");
     EXPECT_EQ(take_records(), (Records{T(249, kUnit, 760, entry("setFilesScanSwitch")),
-                                      T(249, kUnit, 761, " setFilesScanSwitch ret: 4151312389 buff:-143654907"),
-                                      T(249, kUnit, 762, entry("setFilesScanSwitch")),
-                                      T(249, kUnit, 763, " setFilesScanSwitch ret: 0 buff:")}));
+                                       T(249, kUnit, 761, " setFilesScanSwitch ret: 4151312389 buff:-143654907"),
+                                       T(249, kUnit, 762, entry("setFilesScanSwitch")),
+                                       T(249, kUnit, 763, " setFilesScanSwitch ret: 0 buff:")}));
 }
 
 TEST_F(Frame, KeptTextGoesToJavaAsThePlatformLeftIt) {

@@ -15,10 +15,10 @@
 #include <string>
 #include <utility>
 
-#include "trace_lines.h"
 #include "jvm.h"
 #include "scoped.h"
 #include "scoped_json.h"
+#include "trace_lines.h"
 #include "zx_host.h"
 
 namespace {
@@ -372,7 +372,7 @@ TEST_F(PlatformHolders, AnEmptyJsonHolderRecordsNothing) {
 // ---- shared-memory segments -----------------------------------------------------------------
 
 bool segment_exists(int32_t id) {
-    struct shmid_ds ds{};
+    struct shmid_ds ds {};
     return ::shmctl(id, IPC_STAT, &ds) == 0;
 }
 

@@ -98,7 +98,9 @@ TEST_F(JavaStrings, NulInTheMiddleEndsTheText) {
 }
 
 TEST_F(JavaStrings, InvalidUtf8BecomesReplacementCharacters) {
-    jstring s = char2jstring(env_, "a\xFF" "b\xC0");
+    jstring s = char2jstring(env_,
+                             "a\xFF"
+                             "b\xC0");
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(utf16_of(env_, s), u"a\uFFFDb\uFFFD");
     env_->DeleteLocalRef(s);
@@ -123,8 +125,8 @@ TEST_F(JavaStrings, TextSurvivesTheRoundTrip) {
 // references live must be the ones the caller holds, and the frame never needs more than a native
 // is guaranteed.
 testing::AssertionResult conversions_release_their_references(zxtest::LocalRefCounter& refs, int rounds,
-                                                             char* (*to_text)(JNIEnv*, jstring),
-                                                             jstring (*to_java)(JNIEnv*, const char*)) {
+                                                              char* (*to_text)(JNIEnv*, jstring),
+                                                              jstring (*to_java)(JNIEnv*, const char*)) {
     JNIEnv* env = refs.env();
     auto beyond_the_callers = [&](const char* conversion, int round) {
         return testing::AssertionFailure() << refs.live() << " references live after the conversion to " << conversion

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "trace_lines.h"
 #include "test_env.h"
+#include "trace_lines.h"
 #include "zx_host.h"
 
 extern char** environ;

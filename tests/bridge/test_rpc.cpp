@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "trace_lines.h"
 #include "sim_process.h"
 #include "test_env.h"
+#include "trace_lines.h"
 #include "zx_bridge.h"
 #include "zx_host.h"
 
@@ -69,12 +69,9 @@ constexpr uint32_t kMsgId = 0x4730FFF1;  // no simulated service has this comman
 // What the wrapper records when its call ends with `status` (reqLen and replyLen as it sent them).
 std::vector<std::string> failure_records(const Wrapper& w, uint32_t status, uint32_t reqLen, uint32_t replyLen) {
     switch (w.record) {
-    case Record::Short:
-        return {L1(w.file, w.line, status)};
-    case Record::Long:
-        return {L(w.file, w.line, status, reqLen, replyLen, w.timeoutMs, kMsgId)};
-    case Record::None:
-        break;
+        case Record::Short: return {L1(w.file, w.line, status)};
+        case Record::Long: return {L(w.file, w.line, status, reqLen, replyLen, w.timeoutMs, kMsgId)};
+        case Record::None: break;
     }
     return {};
 }

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "trace_lines.h"
 #include "sim_process.h"
 #include "test_env.h"
+#include "trace_lines.h"
 #include "zx_velm_jni_api.h"
 
 namespace {
@@ -25,9 +25,7 @@ using zxtest::take_records;
 constexpr const char* kFile = "../velm/zx_velm_jni_api";
 constexpr uint32_t kGetLoid = 0x4710304B;
 
-std::string load_text(const char* percent) {
-    return std::string("{\"Result\":0 , \"Percent\":\"") + percent + "\"}";
-}
+std::string load_text(const char* percent) { return std::string("{\"Result\":0 , \"Percent\":\"") + percent + "\"}"; }
 
 void write_file(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
@@ -58,9 +56,9 @@ protected:
     // Statistics that do not move: the interval measured is idle.
     void write_idle_stat() { write_file(proc_.path() + "/stat", "cpu  100 20 300 4000 50 0 10 0 0 0\ncpu0 1 2 3 4\n"); }
     void write_meminfo(int totalKb, int availableKb) {
-        write_file(proc_.path() + "/meminfo", "MemTotal:       " + std::to_string(totalKb) +
-                                                  " kB\nMemFree:        10 kB\nMemAvailable:   " +
-                                                  std::to_string(availableKb) + " kB\n");
+        write_file(proc_.path() + "/meminfo",
+                   "MemTotal:       " + std::to_string(totalKb) +
+                       " kB\nMemFree:        10 kB\nMemAvailable:   " + std::to_string(availableKb) + " kB\n");
     }
 
     zxtest::ScopedTempDir proc_{"zxproc"};
@@ -169,9 +167,7 @@ protected:
         SysInfo::SetUp();
         ASSERT_TRUE(sim_.start());
     }
-    testing::AssertionResult set_loid(const std::string& loid) {
-        return sim_.set_state("app_m", "loid", loid);
-    }
+    testing::AssertionResult set_loid(const std::string& loid) { return sim_.set_state("app_m", "loid", loid); }
 
     SimProcess sim_{{.services = {"app_m"}}};
 };

@@ -38,36 +38,42 @@ std::string code_only(const std::string& text) {
         char c = out[i];
         char next = i + 1 < out.size() ? out[i + 1] : '\0';
         switch (state) {
-        case Code:
-            if (c == '/' && next == '/') state = Line, out[i] = ' ';
-            else if (c == '/' && next == '*') state = Block, out[i] = ' ';
-            else if (c == '"') state = Str;
-            else if (c == '\'' && !(i > 0 && std::isxdigit(static_cast<unsigned char>(out[i - 1])))) state = Chr;
-            break;
-        case Line:
-            if (c == '\n') state = Code;
-            else out[i] = ' ';
-            break;
-        case Block:
-            if (c == '*' && next == '/') {
-                out[i] = out[i + 1] = ' ';
-                ++i;
-                state = Code;
-            } else if (c != '\n') {
-                out[i] = ' ';
-            }
-            break;
-        case Str:
-        case Chr:
-            if (c == '\\') {
-                out[i] = ' ';
-                if (i + 1 < out.size() && out[i + 1] != '\n') out[++i] = ' ';
-            } else if ((state == Str && c == '"') || (state == Chr && c == '\'')) {
-                state = Code;
-            } else if (c != '\n') {
-                out[i] = ' ';
-            }
-            break;
+            case Code:
+                if (c == '/' && next == '/')
+                    state = Line, out[i] = ' ';
+                else if (c == '/' && next == '*')
+                    state = Block, out[i] = ' ';
+                else if (c == '"')
+                    state = Str;
+                else if (c == '\'' && !(i > 0 && std::isxdigit(static_cast<unsigned char>(out[i - 1]))))
+                    state = Chr;
+                break;
+            case Line:
+                if (c == '\n')
+                    state = Code;
+                else
+                    out[i] = ' ';
+                break;
+            case Block:
+                if (c == '*' && next == '/') {
+                    out[i] = out[i + 1] = ' ';
+                    ++i;
+                    state = Code;
+                } else if (c != '\n') {
+                    out[i] = ' ';
+                }
+                break;
+            case Str:
+            case Chr:
+                if (c == '\\') {
+                    out[i] = ' ';
+                    if (i + 1 < out.size() && out[i + 1] != '\n') out[++i] = ' ';
+                } else if ((state == Str && c == '"') || (state == Chr && c == '\'')) {
+                    state = Code;
+                } else if (c != '\n') {
+                    out[i] = ' ';
+                }
+                break;
         }
     }
     return out;
@@ -77,8 +83,7 @@ std::string code_only(const std::string& text) {
 std::map<std::string, std::string> units_of(const std::string& header) {
     std::map<std::string, std::string> units;
     static const std::regex decl(R"re(inline\s+constexpr\s+Unit\s+(k\w+)\s*\{\s*"([^"]+)")re");
-    for (std::sregex_iterator it(header.begin(), header.end(), decl), end; it != end; ++it)
-        units[(*it)[1]] = (*it)[2];
+    for (std::sregex_iterator it(header.begin(), header.end(), decl), end; it != end; ++it) units[(*it)[1]] = (*it)[2];
     return units;
 }
 
@@ -88,7 +93,8 @@ void scan_file(const std::string& name, const std::string& text, const std::map<
     std::string code = code_only(text);
     std::string alternatives;
     for (const auto& [constant, unit] : units) alternatives += (alternatives.empty() ? "" : "|") + constant;
-    const std::regex token("\\b(" + alternatives + R"()\b|\b(\d+)_ln\b|\bLine\((\d+)\)|\b__LINE__\b|\bZX_PROC_DBG_\w+\s*\()");
+    const std::regex token("\\b(" + alternatives +
+                           R"()\b|\b(\d+)_ln\b|\bLine\((\d+)\)|\b__LINE__\b|\bZX_PROC_DBG_\w+\s*\()");
     std::string unit;
     for (std::sregex_iterator it(code.begin(), code.end(), token), end; it != end; ++it) {
         const std::smatch& m = *it;
@@ -139,7 +145,8 @@ const std::map<std::string, std::string> kUnits = {{"kApi", "api"}, {"kJni", "jn
 
 TEST(TraceLineScan, LiteralLinesCountAsWrittenAndLineMacrosAsTheirOwnLine) {
     Scan scan;
-    scan_file("a.cpp", "using x::kApi;\nkApi.trace(120_ln, \"t\");\nkApi.last_word(Line(__LINE__), 1);\n", kUnits, scan);
+    scan_file("a.cpp", "using x::kApi;\nkApi.trace(120_ln, \"t\");\nkApi.last_word(Line(__LINE__), 1);\n", kUnits,
+              scan);
     ASSERT_TRUE(scan.problems.empty());
     EXPECT_EQ(scan.records.size(), 2u);
     EXPECT_EQ(scan.records.count({"api", 120}), 1u);
@@ -176,8 +183,8 @@ TEST(TraceLineScan, TheSameLineInTwoUnitsIsNoClash) {
 
 TEST(TraceLineScan, CommentsAndStringsAreNotRead) {
     Scan scan;
-    scan_file("a.cpp", "kApi; // 7_ln __LINE__ kJni\n/* 8_ln\n ZX_PROC_DBG_TraceS( */ f(\"9_ln __LINE__\", '\"');\n", kUnits,
-              scan);
+    scan_file("a.cpp", "kApi; // 7_ln __LINE__ kJni\n/* 8_ln\n ZX_PROC_DBG_TraceS( */ f(\"9_ln __LINE__\", '\"');\n",
+              kUnits, scan);
     EXPECT_TRUE(scan.records.empty());
     EXPECT_TRUE(scan.problems.empty());
 }
@@ -185,9 +192,8 @@ TEST(TraceLineScan, CommentsAndStringsAreNotRead) {
 TEST(TraceLineScan, ALineWithoutAUnitAndADirectPlatformCallAreProblems) {
     Scan scan;
     scan_file("a.cpp", "f(12_ln);\nkApi; ZX_PROC_DBG_LastWord_1(\"api\", 5, 1);\n", kUnits, scan);
-    EXPECT_EQ(scan.problems,
-              (std::vector<std::string>{"a.cpp:1: a line that no unit claims",
-                                        "a.cpp:2: records directly instead of through its unit"}));
+    EXPECT_EQ(scan.problems, (std::vector<std::string>{"a.cpp:1: a line that no unit claims",
+                                                       "a.cpp:2: records directly instead of through its unit"}));
 }
 
 // ---- the library's sources --------------------------------------------------------------------
@@ -207,7 +213,8 @@ TEST(TraceLines, EachUnitAndLineNamesOnePlace) {
     ASSERT_EQ(units.size(), 6u);
     Scan scan;
     size_t files = 0;
-    for (const char* dir : {"bridge", "baseservice", "entity", "fileservice", "l2tp", "velm", "util", "zel", "broadband"}) {
+    for (const char* dir :
+         {"bridge", "baseservice", "entity", "fileservice", "l2tp", "velm", "util", "zel", "broadband"}) {
         if (!fs::exists(root / dir)) continue;
         for (const auto& entry : fs::recursive_directory_iterator(root / dir)) {
             const fs::path& p = entry.path();

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "trace_lines.h"
 #include "test_env.h"
+#include "trace_lines.h"
 #include "zx_bridge.h"
 #include "zx_host.h"
 
@@ -155,8 +155,7 @@ TEST_F(VdataTransfer, IncompressibleTunnelPayloadFailsInCompressionAndLeavesNoth
     Bytes data = incompressible(4096);
     TunnelVDataRecord rec{};
     EXPECT_EQ(L2TP_API_WriteVData(&rec, data.data(), 4096), ZX_ERR_NOSPACE);
-    EXPECT_EQ(take_records(),
-              std::vector<std::string>{L(kL2tpApi, 86, ZX_ERR_NOSPACE, word(data.data()), 4096, 0, 0)});
+    EXPECT_EQ(take_records(), std::vector<std::string>{L(kL2tpApi, 86, ZX_ERR_NOSPACE, word(data.data()), 4096, 0, 0)});
     EXPECT_TRUE(nothing_left_behind());
 }
 

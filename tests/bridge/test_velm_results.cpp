@@ -37,12 +37,11 @@ struct Row {
 
 // The table as the bundle manager's codes are documented, row by row.
 const Row kTable[] = {
-    {0x00000000, 0},   {0xFFFFFFFF, -1},  {0xF7213003, -3},   {0xF7213002, -4},   {0xF7212001, -5},
-    {0xF7213009, -6},  {0xF7213006, -7},  {0x0000000C, -8},   {0x00000004, -9},   {0xF7204030, -9},
-    {0x00000007, -10}, {0xF7213008, -11}, {0xF721300A, -12},  {0xF7213010, -13},  {0xF721300B, -14},
-    {0xF721300C, -15}, {0x00000006, -17}, {0xF7213007, -18},  {0x00000008, -19},  {0x00000009, -20},
-    {0x0000000A, -21}, {0x00000001, -22}, {0x00000003, -23},  {0x0000000B, -24},  {0xF720403F, -25},
-    {0xF721300D, -27}, {0xF710403D, -100}, {0x0000000F, -100}, {0x00000012, -100},
+    {0x00000000, 0},   {0xFFFFFFFF, -1},  {0xF7213003, -3},   {0xF7213002, -4},   {0xF7212001, -5},   {0xF7213009, -6},
+    {0xF7213006, -7},  {0x0000000C, -8},  {0x00000004, -9},   {0xF7204030, -9},   {0x00000007, -10},  {0xF7213008, -11},
+    {0xF721300A, -12}, {0xF7213010, -13}, {0xF721300B, -14},  {0xF721300C, -15},  {0x00000006, -17},  {0xF7213007, -18},
+    {0x00000008, -19}, {0x00000009, -20}, {0x0000000A, -21},  {0x00000001, -22},  {0x00000003, -23},  {0x0000000B, -24},
+    {0xF720403F, -25}, {0xF721300D, -27}, {0xF710403D, -100}, {0x0000000F, -100}, {0x00000012, -100},
 };
 
 TEST_F(VelmResults, EveryTableRowConvertsAndIsTraced) {
@@ -127,9 +126,9 @@ TEST_F(VelmResults, ReleasingNullIsRecordedButAnsweredZero) {
 TEST_F(VelmResults, ReleaseAnswersWhatJsonCSays) {
     json_object* obj = json_object_new_object();
     ASSERT_NE(obj, nullptr);
-    json_object_get(obj);                   // a second reference
-    EXPECT_EQ(VELM_JSON_ObjPut(obj), 0u);   // still referenced
-    EXPECT_EQ(VELM_JSON_ObjPut(obj), 1u);   // freed
+    json_object_get(obj);                  // a second reference
+    EXPECT_EQ(VELM_JSON_ObjPut(obj), 0u);  // still referenced
+    EXPECT_EQ(VELM_JSON_ObjPut(obj), 1u);  // freed
     EXPECT_TRUE(take_records().empty());
 }
 

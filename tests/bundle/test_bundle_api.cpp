@@ -22,12 +22,12 @@ using bundletest::BundleTest;
 using bundletest::FakeBundleManager;
 using bundletest::kVelm;
 using bundletest::Seen;
+using testing::Contains;
+using testing::Not;
 using zxtest::L;
 using zxtest::L1;
 using zxtest::T;
 using zxtest::take_records;
-using testing::Contains;
-using testing::Not;
 
 std::string field(const char* p, size_t n) { return std::string(p, strnlen(p, n)); }
 
@@ -216,7 +216,9 @@ INSTANTIATE_TEST_SUITE_P(Actions, BundleOperate,
                          testing::Values(OperateCase{"start", "Run"}, OperateCase{"stop", "stop"},
                                          OperateCase{"uninstall", "UnInstall"},
                                          OperateCase{"FactoryPlugin", "FactoryPlugin"}),
-                         [](const testing::TestParamInfo<OperateCase>& info) { return std::string(info.param.action); });
+                         [](const testing::TestParamInfo<OperateCase>& info) {
+                             return std::string(info.param.action);
+                         });
 
 TEST_F(BundleTest, ReplyWordWinsOverTransportResult) {
     FakeBundleManager manager;
@@ -287,10 +289,16 @@ TEST_F(BundleTest, MissingLogDirectoryDoesNotStopTheOperation) {
 
 TEST(BundleLogWord, ThreeActionsAreRenamedTheRestCopiedWhole) {
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {"install", "Install"}, {"start", "Run"},       {"uninstall", "UnInstall"},
-        {"stop", "stop"},       {"Start", "Start"},     {"INSTALL", "INSTALL"},
-        {"FactoryPlugin", "FactoryPlugin"}, {"Install_cancel", "Install_cancel"},
-        {std::string(127, 'x'), std::string(127, 'x')}, {"", ""},
+        {"install", "Install"},
+        {"start", "Run"},
+        {"uninstall", "UnInstall"},
+        {"stop", "stop"},
+        {"Start", "Start"},
+        {"INSTALL", "INSTALL"},
+        {"FactoryPlugin", "FactoryPlugin"},
+        {"Install_cancel", "Install_cancel"},
+        {std::string(127, 'x'), std::string(127, 'x')},
+        {"", ""},
     };
     for (const auto& [action, word] : cases) {
         char out[128];
@@ -339,8 +347,8 @@ TEST_F(BundleTest, FailedWriteIsTracedAndAnswersOne) {
     ASSERT_EQ(symlink("/dev/full", log_path().c_str()), 0);
     std::string name(64 * 1024, 'f');
     EXPECT_EQ(OSGI_JNI_Log_Record("Run", name.c_str()), 1u);
-    EXPECT_EQ(take_records(),
-              std::vector<std::string>({T(220, kVelm, 820, "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n")}));
+    EXPECT_EQ(take_records(), std::vector<std::string>({T(
+                                  220, kVelm, 820, "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n")}));
 }
 
 TEST_F(BundleTest, CreateLogFileMakesItEmpty) {
@@ -354,8 +362,8 @@ TEST_F(BundleTest, CreateLogFileMakesItEmpty) {
 TEST_F(BundleTest, CreateLogFileWithoutDirectoryIsTraced) {
     ASSERT_EQ(rmdir((root_.path() + "/var").c_str()), 0);
     EXPECT_EQ(OSGI_Bundle_Create_LogFile(), 1u);
-    EXPECT_EQ(take_records(),
-              std::vector<std::string>({T(220, kVelm, 713, "[OSGI_Bundle_Create_LogFile]Failed to create log file\r\n")}));
+    EXPECT_EQ(take_records(), std::vector<std::string>(
+                                  {T(220, kVelm, 713, "[OSGI_Bundle_Create_LogFile]Failed to create log file\r\n")}));
 }
 
 }  // namespace

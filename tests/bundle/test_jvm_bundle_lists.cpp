@@ -124,9 +124,9 @@ TEST_F(BundleListTest, NullElementsLeaveEmptySlotsAndAreNotCounted) {
     EXPECT_STREQ(list->aacBundleName[2], "") << "an empty Java string converts to null";
     EXPECT_EQ(std::string(list->aacBundleName[3]), longName.substr(0, 127));
     EXPECT_STREQ(list->aacBundleName[4], "");
-    EXPECT_EQ(take_records(), std::vector<std::string>({T(249, kVelm, 2641, "iCount:4\r\n"),
-                                                        T(249, kVelm, 2655, "pcBundleName:a\r\n"),
-                                                        T(249, kVelm, 2655, "pcBundleName:" + longName.substr(0, 127) + "\r\n")}));
+    EXPECT_EQ(take_records(),
+              std::vector<std::string>({T(249, kVelm, 2641, "iCount:4\r\n"), T(249, kVelm, 2655, "pcBundleName:a\r\n"),
+                                        T(249, kVelm, 2655, "pcBundleName:" + longName.substr(0, 127) + "\r\n")}));
 }
 
 TEST_F(BundleListTest, EmptyArraySendsAnEmptyList) {
@@ -231,10 +231,11 @@ TEST_F(BundleListTest, InstallProgressText) {
     reply.uiResult = 0xF7213003;
     std::strcpy(reply.acState, "Installing");
     reply.uiPercent = 40;
-    EXPECT_EQ(text(OSGI_JNI_FillInstallProcess(env_, &reply)), R"({ "Result": -3, "State": "Installing", "Percent": 40 })");
-    EXPECT_THAT(take_records(),
-                Contains(T(249, kVelm, 2453, R"(pcJsonStr:{ "Result": -3, "State": "Installing", "Percent": 40 })"
-                                             "\r\n")));
+    EXPECT_EQ(text(OSGI_JNI_FillInstallProcess(env_, &reply)),
+              R"({ "Result": -3, "State": "Installing", "Percent": 40 })");
+    EXPECT_THAT(take_records(), Contains(T(249, kVelm, 2453,
+                                           R"(pcJsonStr:{ "Result": -3, "State": "Installing", "Percent": 40 })"
+                                           "\r\n")));
     reply.uiResult = 0;
     std::memset(reply.acState, 'S', 16);
     reply.uiPercent = 100;

@@ -99,9 +99,7 @@ protected:
         ZX_OSGI_PROCESS_REQ_S req{};
         std::strncpy(req.acPluginName, name.c_str(), sizeof req.acPluginName - 1);
         ZX_OSGI_PROCESS_REPLY_S reply{};
-        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, 0x47103037u, &req, sizeof req, &reply,
-                                             sizeof reply),
-                  0u);
+        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, 0x47103037u, &req, sizeof req, &reply, sizeof reply), 0u);
         return {reply.uiStatus, ZX_OSGI_JNI_ZXErrConvert(reply.uiResult),
                 std::string(reply.acState, strnlen(reply.acState, sizeof reply.acState)), reply.uiPercent};
     }
@@ -128,9 +126,7 @@ protected:
         PluginVDataRecord req{};
         EXPECT_EQ(OSGI_JNI_ZipWriteVData(&req, list.get(), sizeof *list), 0u);
         PluginVDataRecord reply{};
-        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, 0x47103036u, &req, sizeof req, &reply,
-                                             sizeof reply),
-                  0u);
+        EXPECT_EQ(OSGI_JNI_BundleMng_RpcCall(OSGI_JNI_MID, 0x47103036u, &req, sizeof req, &reply, sizeof reply), 0u);
         auto answer = std::make_unique<ZX_OSGI_STATE_LIST_S>();
         EXPECT_EQ(OSGI_JNI_ReadUnzipVData(&reply, answer.get()), 0u);
         EXPECT_EQ(answer->uiStatus, 0u);

@@ -34,8 +34,7 @@ struct Case {
 TEST(Canonicalize, Examples) {
     const Case cases[] = {
         {"/a/b/../c", 0, "/a/c", ""},
-        {"/a/./b//c/", 0, "/a/b/c",
-         "filename matches current folder\nfilename is empty\nfilename is empty\n"},
+        {"/a/./b//c/", 0, "/a/b/c", "filename matches current folder\nfilename is empty\nfilename is empty\n"},
         {"/", 0, "/", "filename is empty\n"},
         {"", 0, "/", ""},
         {"/..", -1, nullptr, ""},

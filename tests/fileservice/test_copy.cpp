@@ -13,9 +13,7 @@
 
 namespace {
 
-void write_file(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
+void write_file(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 std::string read_file(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -54,7 +52,7 @@ TEST(CopyFile, AnEmptyFileGivesAnEmptyDestination) {
     zxtest::ScopedTempDir dir;
     write_file(dir.path() + "/src", "");
     EXPECT_EQ(copyfile((dir.path() + "/src").c_str(), (dir.path() + "/dst").c_str()), 1);
-    struct stat st{};
+    struct stat st {};
     ASSERT_EQ(stat((dir.path() + "/dst").c_str(), &st), 0);
     EXPECT_EQ(st.st_size, 0);
 }
@@ -90,7 +88,7 @@ TEST(CopyDir, AFileAndASubdirectory) {
     std::fflush(stdout);
     std::string printed = testing::internal::GetCapturedStdout();
     EXPECT_EQ(read_file(dst.path() + "/file.txt"), "payload");
-    struct stat st{};
+    struct stat st {};
     ASSERT_EQ(stat((dst.path() + "/sub").c_str(), &st), 0);
     EXPECT_TRUE(S_ISREG(st.st_mode)) << "a subdirectory becomes an empty regular file";
     EXPECT_EQ(st.st_size, 0);

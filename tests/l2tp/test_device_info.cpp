@@ -173,8 +173,9 @@ TEST_F(DeviceInfoTest, CloudAddressAndPortWithAnIpAddressThroughAppM) {
 
 TEST_F(DeviceInfoTest, CloudAddressAndPortWithAHostNameAnswersTheFirstResolvedAddress) {
     ASSERT_TRUE(sim_.set_state("app_m", {{"mgtAddress", "cloud.example.com"}, {"mgtPort", 8443}}));
-    ASSERT_TRUE(sim_.set_state(
-        "tarn", "dnsNames", StateValue::object({{"cloud.example.com", StateValue::array({"203.0.113.7", "203.0.113.8"})}})));
+    ASSERT_TRUE(
+        sim_.set_state("tarn", "dnsNames",
+                       StateValue::object({{"cloud.example.com", StateValue::array({"203.0.113.7", "203.0.113.8"})}})));
     char out[500];
     EXPECT_EQ(ZX_TARN_getDeviceCloudAddressAndPort(out, sizeof out), 0u);
     EXPECT_EQ(std::string(out), "203.0.113.7:8443");
@@ -274,7 +275,8 @@ TEST_F(DeviceInfoTest, AResolutionWithNoAddressGivesOne) {
 TEST_F(DeviceInfoTest, TheServiceAnswersAtMost64Addresses) {
     std::vector<StateValue> addrs;
     for (int i = 1; i <= 70; ++i) addrs.push_back("10.0.0." + std::to_string(i));
-    ASSERT_TRUE(sim_.set_state("tarn", "dnsNames", StateValue::object({{"many.example.com", StateValue::array(addrs)}})));
+    ASSERT_TRUE(
+        sim_.set_state("tarn", "dnsNames", StateValue::object({{"many.example.com", StateValue::array(addrs)}})));
     char out[500];
     EXPECT_EQ(ZX_TARN_getDnsAnalysis("many.example.com", out, sizeof out), 0u);
     auto t = traces();

@@ -23,8 +23,7 @@ protected:
         json_object* decoded = rec.decoded.get();
         json_object* block = member(decoded, "block");
         uint32_t len = static_cast<uint32_t>(payload.size());
-        EXPECT_EQ(hex(rec.data),
-                  hex(word(static_cast<uint32_t>(json_int(block, "id"))) + word(len) + word(len)));
+        EXPECT_EQ(hex(rec.data), hex(word(static_cast<uint32_t>(json_int(block, "id"))) + word(len) + word(len)));
         EXPECT_EQ(json_text(decoded, "payload"), hex(payload));
     }
 

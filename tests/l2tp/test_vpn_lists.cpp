@@ -41,8 +41,7 @@ protected:
         if (!compressed) {
             EXPECT_EQ(stored, expected.size());
         }
-        EXPECT_EQ(hex(rec.data),
-                  hex(word(id) + word(static_cast<uint32_t>(expected.size())) + word(stored)));
+        EXPECT_EQ(hex(rec.data), hex(word(id) + word(static_cast<uint32_t>(expected.size())) + word(stored)));
         EXPECT_EQ(json_text(decoded, "payload"), hex(expected));
     }
 
@@ -50,8 +49,8 @@ protected:
 };
 
 TEST_F(VpnListTest, AddingADestinationListSendsItsPayloadInABlock) {
-    uint32_t rc = ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(),
-                                                  kPass.c_str(), nullptr);
+    uint32_t rc =
+        ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr);
     EXPECT_EQ(rc, 0u);
     expect_list_call(kAdd, payload(kList, 0), false);
     auto t = traces();
@@ -71,26 +70,20 @@ TEST_F(VpnListTest, AddingADestinationListSendsItsPayloadInABlock) {
 }
 
 TEST_F(VpnListTest, AddAndDeleteIdsForBothListKindsTheKindWordTellsThemApart) {
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                             "t1"),
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), "t1"),
               0u);
     expect_list_call(kAdd, payload(kList, 0, "t1"), false);
-    EXPECT_EQ(ZX_TARN_DelVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                             "t1"),
+    EXPECT_EQ(ZX_TARN_DelVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), "t1"),
               0u);
     expect_list_call(kDel, payload(kList, 0, "t1"), false);
     // The source payload carries four further zero bytes after the tunnel name.
-    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                            "t1"),
-              0u);
+    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), "t1"), 0u);
     expect_list_call(kAdd, payload(kList, 1, "t1", 4), false);
     JsonPtr state = sim_.state("tarn");
     json_object* lists = member(state.get(), "vpnAddressLists");
     ASSERT_EQ(json_object_array_length(lists), 1u);  // the destination list was deleted again
     EXPECT_EQ(json_text(json_object_array_get_idx(lists, 0), "kind"), "src");
-    EXPECT_EQ(ZX_TARN_DelVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                            "t1"),
-              0u);
+    EXPECT_EQ(ZX_TARN_DelVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), "t1"), 0u);
     expect_list_call(kDel, payload(kList, 1, "t1", 4), false);
     auto t = traces();
     auto src = at_line(t, TraceRecord::Trace, 361);
@@ -106,8 +99,7 @@ TEST_F(VpnListTest, ALongListIsCompressedAndTheTwoLengthsDiffer) {
     std::string list;
     while (list.size() < 3000) list += "10.1." + std::to_string(list.size() % 256) + ".0/24;";
     list.resize(3000);
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(list.c_str(), list.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                             nullptr),
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(list.c_str(), list.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr),
               0u);
     expect_list_call(kAdd, payload(list, 0), true);
 }
@@ -128,60 +120,48 @@ TEST_F(VpnListTest, A262144ByteListIsRefusedBeforeAnyOtherCheck) {
 TEST_F(VpnListTest, MissingArgumentsGiveOneInTheirOrder) {
     EXPECT_EQ(ZX_TARN_AddVpnDestAddr(nullptr, 10, kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr), 1u);
     expect_last_word_1(traces(), 261, 1);
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), nullptr,
-                                             nullptr),
-              1u);
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), nullptr, nullptr), 1u);
     expect_last_word_1(traces(), 262, 1);
     EXPECT_EQ(ZX_TARN_DelVpnSrcAddr(nullptr, 10, kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr), 1u);
     expect_last_word_1(traces(), 355, 1);
-    EXPECT_EQ(ZX_TARN_DelVpnSrcAddr(kList.c_str(), kList.size(), nullptr, kUser.c_str(), kPass.c_str(),
-                                            nullptr),
-              1u);
+    EXPECT_EQ(ZX_TARN_DelVpnSrcAddr(kList.c_str(), kList.size(), nullptr, kUser.c_str(), kPass.c_str(), nullptr), 1u);
     expect_last_word_1(traces(), 356, 1);
     expect_no_call();
 }
 
 TEST_F(VpnListTest, AnEmbeddedNulMakesTheStatedLengthWrong) {
     const char list[] = "1.1.1.1\0 2.2.2.2";
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(list, sizeof list - 1, kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                             nullptr),
-              257u);
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(list, sizeof list - 1, kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr), 257u);
     expect_last_word(traces(), 270, 257, {7, 16, static_cast<uint32_t>(kLns.size()), 0});
-    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(list, sizeof list - 1, kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                            nullptr),
-              257u);
+    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(list, sizeof list - 1, kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr), 257u);
     expect_last_word(traces(), 364, 257, {7, 16, static_cast<uint32_t>(kLns.size()), 0});
     expect_no_call();
 }
 
 TEST_F(VpnListTest, ServerAddressUpTo255AndCredentialsUpTo63Characters) {
     std::string lns255(255, 's'), lns256(256, 's'), pass63(63, 'p'), pass64(64, 'p'), user64(64, 'u');
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), lns255.c_str(), kUser.c_str(),
-                                             pass63.c_str(), nullptr),
-              0u);
+    EXPECT_EQ(
+        ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), lns255.c_str(), kUser.c_str(), pass63.c_str(), nullptr),
+        0u);
     Received rec = only_received("tarn");
-    EXPECT_EQ(json_text(rec.decoded.get(), "payload"),
-              hex(z(kList) + z(lns255) + z(kUser) + z(pass63) + word(0)));
+    EXPECT_EQ(json_text(rec.decoded.get(), "payload"), hex(z(kList) + z(lns255) + z(kUser) + z(pass63) + word(0)));
     traces();
 
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), lns256.c_str(), kUser.c_str(),
-                                             kPass.c_str(), nullptr),
-              257u);
+    EXPECT_EQ(
+        ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), lns256.c_str(), kUser.c_str(), kPass.c_str(), nullptr),
+        257u);
     expect_last_word(traces(), 270, 257, {22, 22, 256, 0});
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(),
-                                             pass64.c_str(), nullptr),
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), pass64.c_str(), nullptr),
               257u);
     expect_last_word(traces(), 275, 257, {static_cast<uint32_t>(kUser.size()), 64, 0, 0});
 }
 
 TEST_F(VpnListTest, OverLongCredentialsAreRefusedAtTheirLine) {
     std::string long64(64, 'x');
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), long64.c_str(),
-                                             kPass.c_str(), nullptr),
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), long64.c_str(), kPass.c_str(), nullptr),
               257u);
     expect_last_word(traces(), 275, 257, {64, static_cast<uint32_t>(kPass.size()), 0, 0});
-    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(),
-                                            long64.c_str(), nullptr),
+    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), long64.c_str(), nullptr),
               257u);
     expect_last_word(traces(), 369, 257, {static_cast<uint32_t>(kUser.size()), 64, 0, 0});
     expect_no_call();
@@ -189,13 +169,11 @@ TEST_F(VpnListTest, OverLongCredentialsAreRefusedAtTheirLine) {
 
 TEST_F(VpnListTest, APayloadThatCannotBeAllocatedGivesOneAndSendsNothing) {
     zxhost::alloc_fail_at(kFile, 285);
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                             nullptr),
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr),
               1u);
     expect_last_word(traces(), 288, 1, {53, 22, 0, 0});
     zxhost::alloc_fail_at(kFile, 381);
-    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                            nullptr),
+    EXPECT_EQ(ZX_TARN_AddVpnSrcAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr),
               1u);
     expect_last_word(traces(), 384, 1, {53, 22, 0, 0});
     expect_no_call();
@@ -217,8 +195,7 @@ TEST_F(VpnListTest, ABlockThatCannotBeWrittenIsRecordedAndNothingIsSent) {
 
 TEST_F(VpnListTest, AFailedCallIsReturnedAndLeavesTheBlockToThePlatform) {
     inject_status("tarn", kAdd, 0xF7ABCDEF);
-    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(),
-                                             nullptr),
+    EXPECT_EQ(ZX_TARN_AddVpnDestAddr(kList.c_str(), kList.size(), kLns.c_str(), kUser.c_str(), kPass.c_str(), nullptr),
               0xF7ABCDEFu);
     auto t = traces();
     auto wrapper = at_line(t, TraceRecord::LastWord1, 127);

@@ -68,9 +68,9 @@ TEST_F(VpnSetupTest, SetupTakesA255CharacterAddressAndRefuses256WithATrace) {
 
     EXPECT_EQ(ZX_TARN_SetupVpn(lns256.c_str(), 1701, kUser.c_str(), kPass.c_str(), nullptr), 1u);
     auto t = traces();
-    expect_trace(t, 216, 727,
-                 "Parameter is over max length! DstIpStr[" + lns256 + "], PppUser[" + kUser + "], PppPass[" + kPass +
-                     "]\r\n");
+    expect_trace(
+        t, 216, 727,
+        "Parameter is over max length! DstIpStr[" + lns256 + "], PppUser[" + kUser + "], PppPass[" + kPass + "]\r\n");
     expect_no_last_word(t);
     std::string pass64(64, 'p');
     EXPECT_EQ(ZX_TARN_SetupVpn(kLns.c_str(), 1701, kUser.c_str(), pass64.c_str(), nullptr), 1u);
@@ -146,10 +146,9 @@ protected:
         json_object* nblock = member(nd, "block");
         std::string noticePayload = std::string(1, static_cast<char>(addFlag)) + padded(kBundle, 128) + z(kList);
         EXPECT_EQ(json_int(nblock, "originalLen"), static_cast<int64_t>(noticePayload.size()));
-        EXPECT_EQ(hex(notice.data),
-                  hex(word(static_cast<uint32_t>(json_int(nblock, "id"))) +
-                      word(static_cast<uint32_t>(noticePayload.size())) +
-                      word(static_cast<uint32_t>(noticePayload.size())) + word(1)));
+        EXPECT_EQ(hex(notice.data), hex(word(static_cast<uint32_t>(json_int(nblock, "id"))) +
+                                        word(static_cast<uint32_t>(noticePayload.size())) +
+                                        word(static_cast<uint32_t>(noticePayload.size())) + word(1)));
         EXPECT_EQ(json_text(nd, "payload"), hex(noticePayload));
         EXPECT_EQ(json_int(nd, "add"), addFlag);
 
@@ -158,9 +157,8 @@ protected:
         json_object* td = rec.decoded.get();
         json_object* tblock = member(td, "block");
         uint32_t len = static_cast<uint32_t>(kList.size() + 1);
-        EXPECT_EQ(hex(rec.data),
-                  hex(word(static_cast<uint32_t>(json_int(tblock, "id"))) + word(len) + word(len) +
-                      padded(kBundle, 256)));
+        EXPECT_EQ(hex(rec.data), hex(word(static_cast<uint32_t>(json_int(tblock, "id"))) + word(len) + word(len) +
+                                     padded(kBundle, 256)));
         EXPECT_EQ(json_text(td, "payload"), hex(z(kList)));
     }
 

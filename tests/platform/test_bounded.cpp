@@ -42,8 +42,8 @@ TEST(Bounded, StrNCpyTable) {
     const StrNCpyCase cases[] = {
         {"tarn", 32, 31, ZX_OK, "tarn"},
         {name32.c_str(), 32, 31, ZX_OK, nullptr},  // cut to 31 by count: the caller's intent
-        {"abcdef", 4, 10, ZX_ERR_CUT, "abc"},       // longer than the destination: cut
-        {"abc", 4, 10, ZX_OK, "abc"},               // exact fit
+        {"abcdef", 4, 10, ZX_ERR_CUT, "abc"},      // longer than the destination: cut
+        {"abc", 4, 10, ZX_OK, "abc"},              // exact fit
         {"abcd", 4, 3, ZX_OK, "abc"},
         {"", 4, 3, ZX_OK, ""},
         {"abc", 1, 5, ZX_ERR_CUT, ""},
@@ -178,9 +178,9 @@ TEST(Bounded, StrToNumbers) {
         const char* text;
         uint32_t status;
         uint32_t value;
-    } ucases[] = {{"8443", ZX_OK, 8443},       {" 42 ", ZX_OK, 42},         {"4294967295", ZX_OK, 4294967295u},
-                  {"4294967296", ZX_ERR_CUT, 7}, {"-1", ZX_ERR_PARAM, 7},    {"12ab", ZX_ERR_PARAM, 7},
-                  {"", ZX_ERR_PARAM, 7},         {"abc", ZX_ERR_PARAM, 7},   {"0", ZX_OK, 0}};
+    } ucases[] = {{"8443", ZX_OK, 8443},         {" 42 ", ZX_OK, 42},      {"4294967295", ZX_OK, 4294967295u},
+                  {"4294967296", ZX_ERR_CUT, 7}, {"-1", ZX_ERR_PARAM, 7},  {"12ab", ZX_ERR_PARAM, 7},
+                  {"", ZX_ERR_PARAM, 7},         {"abc", ZX_ERR_PARAM, 7}, {"0", ZX_OK, 0}};
     for (const auto& c : ucases) {
         uint32_t v = 7;
         EXPECT_EQ(ZX_OS_StrToUInt32(c.text, &v), c.status) << c.text;
@@ -190,8 +190,12 @@ TEST(Bounded, StrToNumbers) {
         const char* text;
         uint32_t status;
         int32_t value;
-    } icases[] = {{"-2147483648", ZX_OK, INT32_MIN}, {"2147483647", ZX_OK, INT32_MAX}, {"2147483648", ZX_ERR_CUT, 7},
-                  {"12 MB", ZX_ERR_PARAM, 7},        {"+5", ZX_OK, 5},               {"-", ZX_ERR_PARAM, 7}};
+    } icases[] = {{"-2147483648", ZX_OK, INT32_MIN},
+                  {"2147483647", ZX_OK, INT32_MAX},
+                  {"2147483648", ZX_ERR_CUT, 7},
+                  {"12 MB", ZX_ERR_PARAM, 7},
+                  {"+5", ZX_OK, 5},
+                  {"-", ZX_ERR_PARAM, 7}};
     for (const auto& c : icases) {
         int32_t v = 7;
         EXPECT_EQ(ZX_OS_StrToInt32(c.text, &v), c.status) << c.text;

@@ -13,9 +13,9 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -94,8 +94,8 @@ uint32_t call(const char* dest, uint32_t msgId, const std::string& req, std::str
               uint32_t replyLen = 64, uint32_t timeoutMs = kLongTimeoutMs) {
     ZX_MSG_HEAD_S h = head_to(dest);
     std::vector<uint8_t> buf(replyLen);
-    uint32_t st = ZX_MSG_RpcCall(&h, msgId, 0, req.data(), static_cast<uint32_t>(req.size()), buf.data(), replyLen,
-                                 timeoutMs);
+    uint32_t st =
+        ZX_MSG_RpcCall(&h, msgId, 0, req.data(), static_cast<uint32_t>(req.size()), buf.data(), replyLen, timeoutMs);
     if (reply) *reply = text(buf.data(), strnlen(reinterpret_cast<const char*>(buf.data()), replyLen));
     return st;
 }
@@ -384,8 +384,7 @@ TEST(BusCall, LargestRequestAndReplyFit) {
     for (size_t i = 0; i < req.size(); ++i) req[i] = static_cast<uint8_t>(i * 31 + i / 251);
     std::vector<uint8_t> reply(ZX_MSG_MAX_DATA);
     ZX_MSG_HEAD_S head = head_to("svc");
-    ASSERT_STATUS(ZX_MSG_RpcCall(&head, 1, 0, req.data(), ZX_MSG_MAX_DATA, reply.data(), ZX_MSG_MAX_DATA, 5000),
-                  ZX_OK);
+    ASSERT_STATUS(ZX_MSG_RpcCall(&head, 1, 0, req.data(), ZX_MSG_MAX_DATA, reply.data(), ZX_MSG_MAX_DATA, 5000), ZX_OK);
     EXPECT_TRUE(std::equal(reply.begin(), reply.end(), req.rbegin()));
     EXPECT_EQ(rec.wait_for(1).at(0).data, req);
 }
@@ -458,8 +457,7 @@ TEST(BusCall, ServiceStatusPassesThroughUnchanged) {
     for (uint32_t status : {0x1u, 0x80000001u, 0xF7213003u, 0xFFFFFFFFu, ZX_MSG_ERR_TIMEOUT}) {
         ZX_MSG_HEAD_S head = head_to("svc");
         char reply[16] = {};
-        EXPECT_STATUS(ZX_MSG_RpcCall(&head, 1, 0, &status, sizeof status, reply, sizeof reply, kLongTimeoutMs),
-                      status);
+        EXPECT_STATUS(ZX_MSG_RpcCall(&head, 1, 0, &status, sizeof status, reply, sizeof reply, kLongTimeoutMs), status);
         EXPECT_STREQ(reply, "answer") << "the answer bytes come with an error status too";
     }
 }
@@ -603,9 +601,8 @@ TEST(BusCall, KilledServiceFailsAndRestartedServiceIsReachedAgain) {
 TEST(BusCall, ServiceRestartedBetweenCallsIsReachedOnCachedConnection) {
     zxtest::ScopedBusDir dir;
     auto body = [](int ready) {
-        return serve_in_child(ready, "svc", [](const BusRequest&, BusAnswer& a) {
-            a.data = bytes(std::to_string(getpid()));
-        });
+        return serve_in_child(ready, "svc",
+                              [](const BusRequest&, BusAnswer& a) { a.data = bytes(std::to_string(getpid())); });
     };
     std::string reply;
     auto first = std::make_unique<Child>(body);
@@ -686,8 +683,7 @@ TEST(BusCall, MalformedRepliesGiveCallerAnError) {
     const std::vector<Case> cases = {
         {"well-formed", [&](const FrameHeader& c) { return reply_frame(c, 4, 4, nullptr); }, 0x55},
         {"short datagram", [](const FrameHeader&) { return std::vector<uint8_t>(5, 1); }, ZX_MSG_ERR_BAD_FRAME},
-        {"wrong magic",
-         [&](const FrameHeader& c) { return reply_frame(c, 4, 4, [](FrameHeader& h) { h.magic = 1; }); },
+        {"wrong magic", [&](const FrameHeader& c) { return reply_frame(c, 4, 4, [](FrameHeader& h) { h.magic = 1; }); },
          ZX_MSG_ERR_BAD_FRAME},
         {"call instead of reply",
          [&](const FrameHeader& c) {
@@ -730,8 +726,7 @@ TEST(BusCall, MalformedRepliesGiveCallerAnError) {
         zxhost::drop_thread_connections();  // the well-formed case leaves its connection cached
         ZX_MSG_HEAD_S head = head_to("fake");
         uint8_t reply[16];
-        EXPECT_STATUS(ZX_MSG_RpcCall(&head, 1, 0, "q", 1, reply, sizeof reply, kLongTimeoutMs), c.expected)
-            << c.what;
+        EXPECT_STATUS(ZX_MSG_RpcCall(&head, 1, 0, "q", 1, reply, sizeof reply, kLongTimeoutMs), c.expected) << c.what;
     }
     fake.join();
 }
@@ -1013,7 +1008,7 @@ TEST(BusEndpoint, FileThatIsNotASocketIsLeftAlone) {
     ASSERT_GE(fd, 0);
     close(fd);
     EXPECT_STATUS(ZX_MSG_Init("plain", 0, 0, 0), ZX_ERR_SYS);
-    struct stat st{};
+    struct stat st {};
     ASSERT_EQ(stat(path.c_str(), &st), 0);
     EXPECT_TRUE(S_ISREG(st.st_mode));
 }
@@ -1027,7 +1022,7 @@ TEST(BusEndpoint, ServiceStopClosesConnectionsAndRemovesEndpoint) {
     std::unique_ptr<BusService> twin;
     EXPECT_STATUS(BusService::start("svc", echo, twin), ZX_MSG_ERR_IN_USE);
     svc->stop();
-    struct stat st{};
+    struct stat st {};
     EXPECT_NE(stat((dir.path() + "/svc").c_str(), &st), 0) << "socket file removed";
     uint32_t exists = 1;
     ASSERT_STATUS(ZX_OS_IsProcExist_Ex("svc", &exists), ZX_OK);

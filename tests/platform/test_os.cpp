@@ -1,7 +1,7 @@
 // Operating-system layer: gateway paths under ZX_ROOT, select, time, threads, the mutex, System V
 // shared memory, system load from a substitute /proc, addresses, profile values.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -151,7 +151,7 @@ TEST(Os, LocalTimeMatchesTheCLibrary) {
     ZX_OS_TM t{};
     time_t before = std::time(nullptr);
     ASSERT_EQ(ZX_OS_GetLocalTime(&t), ZX_OK);
-    struct tm ref{};
+    struct tm ref {};
     localtime_r(&before, &ref);
     EXPECT_EQ(t.iYear, ref.tm_year);
     EXPECT_EQ(t.iMon, ref.tm_mon);

@@ -496,7 +496,7 @@ TEST_F(Vdata, ProcessKilledInsideACopyDoesNotBlockTheOthers) {
         // The source's second page is unreadable: the copy, which runs under the arena lock, faults
         // there and the handler parks the process with the lock held.
         g_stuckFd = stuck.fd[1];
-        struct sigaction sa{};
+        struct sigaction sa {};
         sa.sa_handler = stop_in_copy;
         sigaction(SIGSEGV, &sa, nullptr);
         sigaction(SIGBUS, &sa, nullptr);

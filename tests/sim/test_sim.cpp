@@ -28,7 +28,7 @@ using zxtest::SimProcess;
 
 constexpr uint32_t kGetLoid = 0x4710304B;
 constexpr uint32_t kNoSuchCommand = 0x4710FFF0;  // no service has a command with this id
-constexpr char kProfileLoid[] = "ZXLOID0001";     // app_m's LOID in the default profile
+constexpr char kProfileLoid[] = "ZXLOID0001";    // app_m's LOID in the default profile
 
 // A routing header written by hand, every field distinct, so the record can be checked field by
 // field.
@@ -80,7 +80,7 @@ testing::AssertionResult set_loid(const SimProcess& sim, const std::string& loid
 }
 
 bool is_socket(const std::string& path) {
-    struct stat st{};
+    struct stat st {};
     return stat(path.c_str(), &st) == 0 && S_ISSOCK(st.st_mode);
 }
 
@@ -345,8 +345,7 @@ TEST(SimServices, UnknownMessageIdIsAnsweredWithItsStatusAndRecorded) {
     std::memset(head.acSrcProcName, 'x', sizeof head.acSrcProcName);  // a full name, no NUL
     const uint8_t req[5] = {0xDE, 0xAD, 0xBE, 0xEF, 0x01};
     uint8_t reply[16] = {};
-    EXPECT_EQ(ZX_MSG_RpcCall(&head, 0x47309999, 3, req, sizeof req, reply, sizeof reply, 5000),
-              ZX_SIM_ERR_UNKNOWN_MSG);
+    EXPECT_EQ(ZX_MSG_RpcCall(&head, 0x47309999, 3, req, sizeof req, reply, sizeof reply, 5000), ZX_SIM_ERR_UNKNOWN_MSG);
 
     JsonPtr records = sim.records("tarn");
     ASSERT_EQ(count(records), 1u);
@@ -581,9 +580,9 @@ TEST(SimControl, SimctlShortcutsDriveTheSimulator) {
     EXPECT_EQ(run("clear").status, 0);
     EXPECT_EQ(count(sim.records()), 0u);
 
-    EXPECT_EQ(run(R"('{"op":"nope"}')").status, 1);  // refused by the simulator
+    EXPECT_EQ(run(R"('{"op":"nope"}')").status, 1);     // refused by the simulator
     EXPECT_EQ(run("inject app_m 1 status").status, 2);  // usage: no value
-    EXPECT_EQ(run("--ctl nosuch ping").status, 2);    // no such control socket
+    EXPECT_EQ(run("--ctl nosuch ping").status, 2);      // no such control socket
 
     EXPECT_EQ(run("shutdown").status, 0);
     int status = sim.wait();

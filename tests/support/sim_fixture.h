@@ -92,7 +92,8 @@ protected:
         auto found = at_line(records, zxhost::TraceRecord::LastWord, line, unit_);
         ASSERT_EQ(found.size(), 1u) << "last word at line " << line;
         EXPECT_EQ(found[0].code, code) << "line " << line;
-        for (size_t i = 0; i < data.size(); ++i) EXPECT_EQ(found[0].data[i], data[i]) << "line " << line << " word " << i;
+        for (size_t i = 0; i < data.size(); ++i)
+            EXPECT_EQ(found[0].data[i], data[i]) << "line " << line << " word " << i;
     }
 
     // The unit's one trace at a line, with its level and text.

@@ -223,7 +223,9 @@ JsonPtr request(const char* op, const std::string& service = "") {
     return req;
 }
 
-void add_u32(json_object* obj, const char* key, uint32_t v) { json_object_object_add(obj, key, json_object_new_int64(v)); }
+void add_u32(json_object* obj, const char* key, uint32_t v) {
+    json_object_object_add(obj, key, json_object_new_int64(v));
+}
 
 json_object* member(json_object* obj, const char* key) {
     json_object* v = nullptr;
@@ -258,10 +260,10 @@ Received received_of(json_object* rec) {
 
 const char* fault_name(Fault::Kind kind) {
     switch (kind) {
-    case Fault::Kind::Status: return "status";
-    case Fault::Kind::Delay: return "delay";
-    case Fault::Kind::NoReply: return "noreply";
-    case Fault::Kind::Crash: return "crash";
+        case Fault::Kind::Status: return "status";
+        case Fault::Kind::Delay: return "delay";
+        case Fault::Kind::NoReply: return "noreply";
+        case Fault::Kind::Crash: return "crash";
     }
     return "?";
 }
@@ -285,7 +287,8 @@ std::optional<std::vector<Received>> SimProcess::received(const std::string& ser
     json_object* list = member(answer.get(), "records");
     if (!list || !json_object_is_type(list, json_type_array)) return std::nullopt;
     std::vector<Received> out;
-    for (size_t i = 0; i < json_object_array_length(list); ++i) out.push_back(received_of(json_object_array_get_idx(list, i)));
+    for (size_t i = 0; i < json_object_array_length(list); ++i)
+        out.push_back(received_of(json_object_array_get_idx(list, i)));
     return out;
 }
 

@@ -170,7 +170,8 @@ public:
     // Clears the injected faults ("" = of every service).
     testing::AssertionResult clear_faults(const std::string& service = "") const;
     // Sets one top-level member of a service's state, or several.
-    testing::AssertionResult set_state(const std::string& service, const std::string& key, const StateValue& value) const;
+    testing::AssertionResult set_state(const std::string& service, const std::string& key,
+                                       const StateValue& value) const;
     testing::AssertionResult set_state(const std::string& service,
                                        std::vector<std::pair<std::string, StateValue>> members) const;
     // The service's state (a JSON object), nullptr when the request failed.

@@ -38,13 +38,12 @@ inline std::string L(const std::string& file, uint32_t line, uint32_t code, uint
 
 inline std::string record_line(const zxhost::TraceRecord& r) {
     switch (r.kind) {
-    case zxhost::TraceRecord::Trace:
-        return "T " + std::to_string(r.level) + " " + r.file + " " + std::to_string(r.line) + " " +
-               std::to_string(r.flag) + " " + r.text;
-    case zxhost::TraceRecord::LastWord1:
-        return L1(r.file, r.line, r.code);
-    case zxhost::TraceRecord::LastWord:
-        return L(r.file, r.line, r.code, r.data[0], r.data[1], r.data[2], r.data[3]);
+        case zxhost::TraceRecord::Trace:
+            return "T " + std::to_string(r.level) + " " + r.file + " " + std::to_string(r.line) + " " +
+                   std::to_string(r.flag) + " " + r.text;
+        case zxhost::TraceRecord::LastWord1: return L1(r.file, r.line, r.code);
+        case zxhost::TraceRecord::LastWord:
+            return L(r.file, r.line, r.code, r.data[0], r.data[1], r.data[2], r.data[3]);
     }
     return "?";
 }

@@ -51,8 +51,7 @@ TEST_F(UsbOwnership, RegisterSendsTypeAndPlugIdCutTo127) {
 
 TEST_F(UsbOwnership, ServiceFailuresReturnTheCodeAndLeaveTheBufferUntouched) {
     constexpr uint32_t kDown = 0xF7F00002;
-    for (uint32_t msgId : {0x47103041u, 0x47103042u, 0x47103043u, 0x47103044u,
-                           0x4710303Fu, 0x47103076u})
+    for (uint32_t msgId : {0x47103041u, 0x47103042u, 0x47103043u, 0x47103044u, 0x4710303Fu, 0x47103076u})
         inject_status(msgId, kDown);
     char buf[128] = "untouched";
     EXPECT_EQ(ZX_JNI_UsbRegister("p", 7, buf, sizeof buf), kDown);

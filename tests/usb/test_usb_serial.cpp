@@ -17,12 +17,36 @@ struct RateCase {
     speed_t speed;
 };
 constexpr RateCase kRates[] = {
-    {0, B0},             {50, B50},           {75, B75},           {110, B110},         {134, B134},
-    {150, B150},         {200, B200},         {300, B300},         {600, B600},         {1200, B1200},
-    {1800, B1800},       {2400, B2400},       {4800, B4800},       {9600, B9600},       {38400, B38400},
-    {19200, B19200},     {57600, B57600},     {115200, B115200},   {230400, B230400},   {460800, B460800},
-    {500000, B500000},   {1152000, B1152000}, {576000, B576000},   {1500000, B1500000}, {2500000, B2500000},
-    {2000000, B2000000}, {921600, B921600},   {1000000, B1000000}, {3000000, B3000000}, {3500000, B3500000},
+    {0, B0},
+    {50, B50},
+    {75, B75},
+    {110, B110},
+    {134, B134},
+    {150, B150},
+    {200, B200},
+    {300, B300},
+    {600, B600},
+    {1200, B1200},
+    {1800, B1800},
+    {2400, B2400},
+    {4800, B4800},
+    {9600, B9600},
+    {38400, B38400},
+    {19200, B19200},
+    {57600, B57600},
+    {115200, B115200},
+    {230400, B230400},
+    {460800, B460800},
+    {500000, B500000},
+    {1152000, B1152000},
+    {576000, B576000},
+    {1500000, B1500000},
+    {2500000, B2500000},
+    {2000000, B2000000},
+    {921600, B921600},
+    {1000000, B1000000},
+    {3000000, B3000000},
+    {3500000, B3500000},
     {4000000, B4000000},
 };
 
@@ -209,8 +233,8 @@ TEST_F(UsbSerial, SoftwareFlowControlAndRawMode) {
     EXPECT_EQ(tio.c_iflag & (IXON | IXOFF | IXANY), static_cast<tcflag_t>(IXON | IXOFF | IXANY));
     EXPECT_EQ(tio.c_iflag & (INLCR | IGNCR | ICRNL), 0u);
     std::string words = stty();
-    for (const char* w : {"ixon", "ixoff", "ixany", "-inlcr", "-igncr", "-icrnl", "-isig", "-icanon", "-echo",
-                          "-echoe", "-opost"})
+    for (const char* w :
+         {"ixon", "ixoff", "ixany", "-inlcr", "-igncr", "-icrnl", "-isig", "-icanon", "-echo", "-echoe", "-opost"})
         EXPECT_TRUE(has_word(words, w)) << w << " in" << words;
     EXPECT_NE(words.find("min = 0"), std::string::npos) << words;
 

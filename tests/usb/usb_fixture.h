@@ -29,17 +29,17 @@ using zxtest::JsonPtr;
 struct TermiosLog {
     int calls = 0;
     termios last{};
-    bool failSet = false;      // tcsetattr fails with EIO
-    bool recordOnly = false;   // tcsetattr succeeds without applying anything
-    bool reportParenb = false; // tcgetattr reports PARENB set
+    bool failSet = false;       // tcsetattr fails with EIO
+    bool recordOnly = false;    // tcsetattr succeeds without applying anything
+    bool reportParenb = false;  // tcgetattr reports PARENB set
 };
 TermiosLog& termios_log();
 
 // Devices of the default profile.
-inline constexpr uint32_t kEchoDevice = 1;   // type 1
-inline constexpr uint32_t kLinesDevice = 2;  // type 1: "AT" -> "OK", "ATI" -> "HG-1000 serial adapter"
-inline constexpr uint32_t kHostDevice = 3;   // type 2, driven through the control socket
-inline constexpr uint32_t kAbsentDevice = 9; // type 2, a path that does not exist
+inline constexpr uint32_t kEchoDevice = 1;    // type 1
+inline constexpr uint32_t kLinesDevice = 2;   // type 1: "AT" -> "OK", "ATI" -> "HG-1000 serial adapter"
+inline constexpr uint32_t kHostDevice = 3;    // type 2, driven through the control socket
+inline constexpr uint32_t kAbsentDevice = 9;  // type 2, a path that does not exist
 
 inline constexpr const char* kFile = "../velm/zx_velm_jni_api";
 
@@ -140,7 +140,8 @@ inline void UsbTest::device_send(uint32_t devId, const std::vector<uint8_t>& byt
 }
 
 inline std::vector<uint8_t> UsbTest::device_receive(uint32_t devId, size_t count) {
-    std::optional<zxtest::Bytes> got = sim_.usb_read(devId, static_cast<uint32_t>(count), static_cast<uint32_t>(count), 20000);
+    std::optional<zxtest::Bytes> got =
+        sim_.usb_read(devId, static_cast<uint32_t>(count), static_cast<uint32_t>(count), 20000);
     EXPECT_TRUE(got) << "device " << devId << " side";
     return got.value_or(zxtest::Bytes{});
 }
