@@ -110,6 +110,7 @@ step() {
   wait "$child" || rc=$?
   child=""
   timings+=("$(printf '%-28s %s%s' "$step_name" "$(fmt $(($(now) - step_start)))" "$([ $rc -eq 0 ] || echo "  (exit $rc)")")")
+  say "$step_name: $(fmt $(($(now) - step_start))), exit $rc"
   step_name=""
   return $rc
 }
