@@ -1,10 +1,13 @@
-// The system natives of BaseServiceJNIMethods and the fault text of the bundle natives, called
-// with the JNIEnv of a real VM: the Java string each hands back, null on failure, and their traces.
+// The system natives of BaseServiceJNIMethods, the fault text of the bundle natives and the
+// directory listing of the file system natives, called with the JNIEnv of a real VM: what each
+// hands back, null on failure, and their traces. The fixture counts the local references they
+// make: none but the answer may be left.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +25,9 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
                                                                                                           jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(JNIEnv*,
                                                                                                       jobject);
+JNIEXPORT jobjectArray JNICALL Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list(JNIEnv*,
+                                                                                                             jobject,
+                                                                                                             jstring);
 }
 
 namespace {
@@ -115,6 +121,7 @@ TEST_F(Bindings, CpuUsageAnswersThePlatformFunctionsJson) {
                                   entry_trace("sysGetCpuUsage"),
                                   result_trace(" sysGetCpuUsage ret: %u buff:%s", 0, load_text("1")),
                               }));
+    env_->DeleteLocalRef(s);  // what the native handed back: nothing else of its making is left
 }
 
 TEST_F(Bindings, FailedCpuMeasurementIsNullThoughTheFunctionWroteAText) {
@@ -136,6 +143,7 @@ TEST_F(Bindings, MemUsageAnswersThePlatformFunctionsJson) {
                                   entry_trace("sysGetMemUsage"),
                                   result_trace(" sysGetMemUsage ret: %u buff:%s", 0, load_text("50")),
                               }));
+    env_->DeleteLocalRef(s);
 }
 
 TEST_F(Bindings, FailedMemMeasurementIsNull) {
@@ -173,6 +181,7 @@ TEST_F(LoidBinding, AnswersTheLoidAsPlainText) {
                                   entry_trace("sysGetLoid"),
                                   result_trace(" sysGetLoid ret: ret: %u buff:%s", 0, "ZXLOID0001"),
                               }));
+    env_->DeleteLocalRef(s);
 }
 
 TEST_F(LoidBinding, LongestLoidArrivesWhole) {
@@ -181,6 +190,7 @@ TEST_F(LoidBinding, LongestLoidArrivesWhole) {
     jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(env_, nullptr);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(utf16_of(env_, s), utf16(loid));
+    env_->DeleteLocalRef(s);
 }
 
 TEST_F(LoidBinding, EmptyLoidReachesJavaAsNull) {
@@ -230,6 +240,44 @@ TEST_F(FaultText, IsJsonCsRenderingOfTheConvertedCode) {
                                               "pcJsonStr:" + std::string(c.text.begin(), c.text.end()) + "\r\n")}));
         env_->DeleteLocalRef(s);
     }
+}
+
+// ---------------------------------------------------------------------------------------------
+// A directory listing: thousands of references made in one native call
+// ---------------------------------------------------------------------------------------------
+
+class Listing : public zxtest::JvmTest {
+protected:
+    zxtest::ScopedTempDir dir_{"zxlist"};
+};
+
+TEST_F(Listing, ThousandNamesInOneCallLeaveOnlyTheArray) {
+    std::set<std::string> made;
+    for (int i = 0; i < 1000; ++i) {
+        std::string name = "file-" + std::to_string(i);
+        std::ofstream(dir_.path() + "/" + name) << i;
+        made.insert(name);
+    }
+    jstring path = vm_->NewStringUTF(dir_.path().c_str());
+    jobjectArray names =
+        Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list(env_, nullptr, path);
+    vm_->DeleteLocalRef(path);
+    ASSERT_NE(names, nullptr);
+    EXPECT_EQ(refs_->live(), 1u) << "the array handed back and nothing else";
+    EXPECT_GE(refs_->made(), 1000u) << "the names' references were counted";
+    EXPECT_LT(refs_->peak(), static_cast<size_t>(zxtest::kNativeFrameCapacity));
+
+    std::set<std::string> listed;
+    for (jsize i = 0, n = vm_->GetArrayLength(names); i < n; ++i) {
+        auto name = static_cast<jstring>(vm_->GetObjectArrayElement(names, i));
+        const char* utf = vm_->GetStringUTFChars(name, nullptr);
+        listed.insert(utf);
+        vm_->ReleaseStringUTFChars(name, utf);
+        vm_->DeleteLocalRef(name);
+    }
+    EXPECT_EQ(listed, made);
+    EXPECT_EQ(vm_->GetArrayLength(names), 1000);
+    env_->DeleteLocalRef(names);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // The query list written from a Java String array, the state list read back into the
-// "BundleLists" text, and the install progress text, called with a real VM's environment.
+// "BundleLists" text, and the install progress text, called with a real VM's environment. The
+// fixture counts the local references the code makes (none may be left but the text handed back,
+// which the case releases) and fails on any JNI warning the VM prints.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,30 +26,32 @@ using zxtest::L1;
 using zxtest::T;
 using zxtest::take_records;
 
-class BundleListTest : public testing::Test {
+class BundleListTest : public zxtest::JvmTest {
 protected:
     void SetUp() override {
-        env_ = zxtest::jvm_env();
-        ASSERT_NE(env_, nullptr);
+        JvmTest::SetUp();
+        if (HasFatalFailure()) return;
         zxhost::trace_capture_start();
     }
     void TearDown() override {
         zxhost::alloc_fail_clear();
         zxhost::trace_capture_stop();
         EXPECT_TRUE(zxtest::nothing_left_behind());
+        JvmTest::TearDown();
     }
 
-    // A String[] of the texts; nullptr entries stay null.
+    // A String[] of the texts, made as the VM hands a native its argument (outside the count);
+    // nullptr entries stay null.
     jobjectArray strings(const std::vector<const char*>& texts) {
-        jclass cls = env_->FindClass("java/lang/String");
-        jobjectArray array = env_->NewObjectArray(static_cast<jsize>(texts.size()), cls, nullptr);
+        jclass cls = vm_->FindClass("java/lang/String");
+        jobjectArray array = vm_->NewObjectArray(static_cast<jsize>(texts.size()), cls, nullptr);
         for (size_t i = 0; i < texts.size(); ++i) {
             if (!texts[i]) continue;
-            jstring s = env_->NewStringUTF(texts[i]);
-            env_->SetObjectArrayElement(array, static_cast<jsize>(i), s);
-            env_->DeleteLocalRef(s);
+            jstring s = vm_->NewStringUTF(texts[i]);
+            vm_->SetObjectArrayElement(array, static_cast<jsize>(i), s);
+            vm_->DeleteLocalRef(s);
         }
-        env_->DeleteLocalRef(cls);
+        vm_->DeleteLocalRef(cls);
         return array;
     }
 
@@ -76,7 +80,6 @@ protected:
         return rec;
     }
 
-    JNIEnv* env_ = nullptr;
     zxtest::ScopedBusDir bus_;
 };
 
@@ -97,7 +100,6 @@ std::unique_ptr<OSGI_JNI_STATE_LIST_S> states(std::vector<std::vector<const char
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(BundleListTest, ThreeHundredNamesSendOnlyTheFirst256) {
-    zxtest::LocalFrame frame(env_, 600);
     std::vector<std::string> names;
     for (int i = 0; i < 300; ++i) names.push_back("bundle." + std::to_string(i));
     std::vector<const char*> texts;
@@ -116,10 +118,13 @@ TEST_F(BundleListTest, ThreeHundredNamesSendOnlyTheFirst256) {
     EXPECT_EQ(records.front(), T(249, kVelm, 2641, "iCount:256\r\n"));
     EXPECT_EQ(records.size(), 257u);
     EXPECT_EQ(records.back(), T(249, kVelm, 2655, "pcBundleName:bundle.255\r\n"));
+    // Each name's references are released before the next is read: the list fits a native's frame.
+    EXPECT_EQ(refs_->live(), 0u);
+    EXPECT_GE(refs_->made(), 256u) << "the elements read were counted";
+    EXPECT_LT(refs_->peak(), static_cast<size_t>(zxtest::kNativeFrameCapacity));
 }
 
 TEST_F(BundleListTest, NullElementsLeaveEmptySlotsAndAreNotCounted) {
-    zxtest::LocalFrame frame(env_, 16);
     std::string longName(200, 'L');
     PluginVDataRecord rec{};
     ASSERT_EQ(OSGI_JNI_FillVdataFromJsonPara(&rec, env_, strings({"a", nullptr, "", longName.c_str()})), 0u);
@@ -137,7 +142,6 @@ TEST_F(BundleListTest, NullElementsLeaveEmptySlotsAndAreNotCounted) {
 }
 
 TEST_F(BundleListTest, EmptyArraySendsAnEmptyList) {
-    zxtest::LocalFrame frame(env_, 16);
     PluginVDataRecord rec{};
     ASSERT_EQ(OSGI_JNI_FillVdataFromJsonPara(&rec, env_, strings({})), 0u);
     auto list = read_query(rec);
@@ -146,13 +150,11 @@ TEST_F(BundleListTest, EmptyArraySendsAnEmptyList) {
 }
 
 TEST_F(BundleListTest, NullRecordIsRefused) {
-    zxtest::LocalFrame frame(env_, 16);
     EXPECT_EQ(OSGI_JNI_FillVdataFromJsonPara(nullptr, env_, strings({"a"})), 0xF7100008u);
     EXPECT_EQ(take_records(), std::vector<std::string>({L1(kVelm, 2630, 0xF7100008)}));
 }
 
 TEST_F(BundleListTest, ListNotAllocated) {
-    zxtest::LocalFrame frame(env_, 16);
     zxhost::alloc_fail_at(kVelm, 2633);
     PluginVDataRecord rec{};
     EXPECT_EQ(OSGI_JNI_FillVdataFromJsonPara(&rec, env_, strings({"a"})), 0xF7108001u);
@@ -160,7 +162,6 @@ TEST_F(BundleListTest, ListNotAllocated) {
 }
 
 TEST_F(BundleListTest, FailedBlockWriteIsRecordedAndReturned) {
-    zxtest::LocalFrame frame(env_, 16);
     zxhost::alloc_fail_at(kVelm, 550);  // the compression room of the block write
     PluginVDataRecord rec{};
     EXPECT_EQ(OSGI_JNI_FillVdataFromJsonPara(&rec, env_, strings({"a"})), 0xF7108001u);
@@ -172,7 +173,6 @@ TEST_F(BundleListTest, FailedBlockWriteIsRecordedAndReturned) {
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(BundleListTest, StateListBecomesJsonCsRendering) {
-    zxtest::LocalFrame frame(env_, 16);
     auto list = states({{"com.a", "1.0.2", "ACTIVE"}, {"com.b", "2", "RESOLVED"}});
     PluginVDataRecord rec = store_states(*list);
     take_records();
@@ -186,7 +186,6 @@ TEST_F(BundleListTest, StateListBecomesJsonCsRendering) {
 }
 
 TEST_F(BundleListTest, FullFieldsWithoutTerminatorAreReadToTheirSize) {
-    zxtest::LocalFrame frame(env_, 16);
     auto list = states({{"n", "v", "s"}});
     std::memset(list->astBundle[0].acVersion, 'v', 24);
     std::memset(list->astBundle[0].acState, 's', 16);
@@ -197,13 +196,11 @@ TEST_F(BundleListTest, FullFieldsWithoutTerminatorAreReadToTheirSize) {
 }
 
 TEST_F(BundleListTest, EmptyStateList) {
-    zxtest::LocalFrame frame(env_, 16);
     PluginVDataRecord rec = store_states(*states({}));
     EXPECT_EQ(text(OSGI_JNI_FillJsonStrFromVdata(env_, &rec)), R"({ "Result": 0, "BundleLists": [ ] })");
 }
 
 TEST_F(BundleListTest, BadStatusGivesNull) {
-    zxtest::LocalFrame frame(env_, 16);
     auto list = states({{"a", "1", "ACTIVE"}});
     list->uiStatus = 0xF7213003;
     PluginVDataRecord rec = store_states(*list);
@@ -213,13 +210,11 @@ TEST_F(BundleListTest, BadStatusGivesNull) {
 }
 
 TEST_F(BundleListTest, NullStateRecordGivesNull) {
-    zxtest::LocalFrame frame(env_, 16);
     EXPECT_EQ(OSGI_JNI_FillJsonStrFromVdata(env_, nullptr), nullptr);
     EXPECT_EQ(take_records(), std::vector<std::string>({L1(kVelm, 2495, 0xF7100008)}));
 }
 
 TEST_F(BundleListTest, UnreadableBlockGivesNull) {
-    zxtest::LocalFrame frame(env_, 16);
     PluginVDataRecord rec{0x7FFF0001, 16};
     EXPECT_EQ(OSGI_JNI_FillJsonStrFromVdata(env_, &rec), nullptr);
     std::vector<zxhost::TraceRecord> records = zxhost::trace_capture_take();
@@ -230,7 +225,6 @@ TEST_F(BundleListTest, UnreadableBlockGivesNull) {
 }
 
 TEST_F(BundleListTest, StateListNotAllocatedGivesNull) {
-    zxtest::LocalFrame frame(env_, 16);
     PluginVDataRecord rec = store_states(*states({{"a", "1", "ACTIVE"}}));
     take_records();
     zxhost::alloc_fail_at(kVelm, 2500);
@@ -245,7 +239,6 @@ TEST_F(BundleListTest, StateListNotAllocatedGivesNull) {
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(BundleListTest, InstallProgressText) {
-    zxtest::LocalFrame frame(env_, 16);
     OSGI_JNI_PROCESS_REPLY_S reply{};
     reply.uiResult = 0xF7213003;
     std::strcpy(reply.acState, "Installing");
@@ -262,7 +255,6 @@ TEST_F(BundleListTest, InstallProgressText) {
 }
 
 TEST_F(BundleListTest, NullProgressReplyGivesNull) {
-    zxtest::LocalFrame frame(env_, 16);
     EXPECT_EQ(OSGI_JNI_FillInstallProcess(env_, nullptr), nullptr);
     EXPECT_EQ(take_records(), std::vector<std::string>({L1(kVelm, 2401, 0xF7100008)}));
 }
@@ -270,7 +262,6 @@ TEST_F(BundleListTest, NullProgressReplyGivesNull) {
 // The native itself: with no bundle manager the names written for it are not left behind
 // (TearDown checks that no shared block remains).
 TEST_F(BundleListTest, StateQueryWithoutBundleManagerLeavesNoBlock) {
-    zxtest::LocalFrame frame(env_, 16);
     jstring answer = Java_com_zentrix_nodalis_deviceservice_opco_wap_velm_jni_IBundleManageServiceJNI_queryBundleState(
         env_, nullptr, strings({"a", "b"}));
     EXPECT_EQ(text(answer), R"({ "Result": -1 })");
