@@ -9,5 +9,6 @@ extern const CommandFamily kSystemFamily;      // system.cpp
 extern const CommandFamily kDeviceInfoFamily;  // device_info.cpp
 extern const CommandFamily kWlanFamily;        // wlan.cpp
 extern const CommandFamily kTrafficFamily;     // traffic.cpp
+extern const CommandFamily kLedsPortsFamily;   // leds_ports.cpp
 
 }  // namespace zxsim::app_m

@@ -6,6 +6,11 @@
 //   mgtAddress, mgtPort   the management (cloud platform) address and port
 //   phyInfo        physical device information text
 //   connections    {"name": {"pppoeName", "wanIp"}} by connection name
+//   ssids          [{"index", "name", "band", "enabled", "hidden", "security", "key"}] (wlan.cpp)
+//   leds           [{"id", "name", "color", "onTime", "offTime"}] (leds_ports.cpp)
+//   lanPorts       [{"port", "link" (bool), "speed" (Mbit/s), "duplex"}]
+//   platform       {"state", "text", "notices"}: the platform connection state last told, and how
+//                  many times it was told
 #include "families.h"
 #include "services.h"
 #include "zx_wire_app_m.h"
@@ -14,7 +19,8 @@ namespace zxsim {
 
 const ServiceDef& app_m_service() {
     static const CommandFamily* const kFamilies[] = {&app_m::kSystemFamily, &app_m::kDeviceInfoFamily,
-                                                     &app_m::kWlanFamily, &app_m::kTrafficFamily};
+                                                     &app_m::kWlanFamily, &app_m::kTrafficFamily,
+                                                     &app_m::kLedsPortsFamily};
     static const ServiceDef kDef{ZX_APPM_ENDPOINT, kFamilies};
     return kDef;
 }
