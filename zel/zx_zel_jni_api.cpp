@@ -126,7 +126,8 @@ extern "C" uint32_t ZX_JNI_wlanSetSecurity(int32_t iSsidIndex, const char* pcFir
     req.iSsidIndex = iSsidIndex;
     // The first text keeps a terminator in its field (63 characters at most); the key may fill
     // its 64 bytes, the record's last byte ends it then.
-    if (pcFirst) ZX_OS_StrNCpy_S(req.acFirstText, sizeof req.acFirstText, pcFirst, static_cast<uint32_t>(std::strlen(pcFirst)));
+    if (pcFirst)
+        ZX_OS_StrNCpy_S(req.acFirstText, sizeof req.acFirstText, pcFirst, static_cast<uint32_t>(std::strlen(pcFirst)));
     if (pcSecond) ZX_OS_MemCpy_S(req.acKey, sizeof req.acKey, pcSecond, bounded_length(pcSecond, sizeof req.acKey));
     uint32_t code = APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_WLAN_SET_SECURITY, &req, sizeof req, pcOut, uiOutLen);
     // The key does not stay behind on the stack.
@@ -142,7 +143,8 @@ extern "C" uint32_t ZX_JNI_wlanGetSsidInfo(char* pcOut, int32_t iSsidIndex, uint
     uint32_t size = iSsidIndex == 0 ? ZX_ZEL_SSID_INFO_ALL_LEN : ZX_ZEL_SSID_INFO_ONE_LEN;
     zxjni::PlatformBuffer reply(size, kZelApi.file(), __LINE__);
     if (!reply) return kZelApi.fail(Line(__LINE__), 1, size, 0, 0, 0);
-    uint32_t code = APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_WLAN_GET_SSID_INFO, &iSsidIndex, sizeof iSsidIndex, reply.get(), size);
+    uint32_t code =
+        APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_WLAN_GET_SSID_INFO, &iSsidIndex, sizeof iSsidIndex, reply.get(), size);
     if (code != 0) {
         kZelApi.last_word(Line(__LINE__), code, u32(iSsidIndex), 0, 0, 0);
         reply.free_at(__LINE__);

@@ -18,10 +18,10 @@
 extern "C" {
 #endif
 
-#define ZX_ZEL_RADIO_REFUSED 2          /* the radio index the radio calls refuse (answer 1, nothing sent) */
+#define ZX_ZEL_RADIO_REFUSED 2           /* the radio index the radio calls refuse (answer 1, nothing sent) */
 #define ZX_ZEL_HIDE_ERR_BUSY 0xF760300Au /* the one wlanSetHide failure answered -1 (every other: -100) */
-#define ZX_ZEL_SSID_INFO_ALL_LEN 4096u  /* SSID information reply for index 0 (all SSIDs) */
-#define ZX_ZEL_SSID_INFO_ONE_LEN 512u   /* SSID information reply for one SSID */
+#define ZX_ZEL_SSID_INFO_ALL_LEN 4096u   /* SSID information reply for index 0 (all SSIDs) */
+#define ZX_ZEL_SSID_INFO_ONE_LEN 512u    /* SSID information reply for one SSID */
 
 /* Switches an SSID on or off; the service's JSON (or the failure JSON) in pcOut. Always 0. */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_wlanSetState(int32_t iSsidIndex, int32_t iState, char* pcOut, uint32_t uiOutLen);
@@ -52,8 +52,8 @@ ZX_BRIDGE_EXPORT uint32_t ZX_JNI_wlanSetForbidChannel(int32_t iRadioIndex, int32
                                                       uint32_t uiChannelsLen);
 
 /* Sets an LED's colour and blink timing: 0, or 1 when the call fails (pcOut untouched). */
-ZX_BRIDGE_EXPORT uint32_t ZX_JNI_SetLEDState(uint32_t uiLedId, uint32_t uiColor, uint32_t uiOnTime,
-                                             uint32_t uiOffTime, char* pcOut, uint32_t uiOutLen);
+ZX_BRIDGE_EXPORT uint32_t ZX_JNI_SetLEDState(uint32_t uiLedId, uint32_t uiColor, uint32_t uiOnTime, uint32_t uiOffTime,
+                                             char* pcOut, uint32_t uiOutLen);
 /* The LAN ports' status as the service's JSON (or the failure JSON) in pcOut. Always 0. */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_lanGetPortStatus(char* pcOut, uint32_t uiOutLen);
 /* Tells the gateway the service platform's connection state and its text (under 128 characters);

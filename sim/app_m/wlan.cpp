@@ -131,10 +131,11 @@ void set_security(Call& call) {
     std::string answer = call.service().with_state([&](json_object* state) {
         json_object* ssid = find_ssid(state, req.iSsidIndex);
         if (!ssid) return result(-1, no_ssid(req.iSsidIndex));
-        if (std::find(kModes.begin(), kModes.end(), mode) == kModes.end())
-            return result(-1, "unknown security mode");
-        if (mode == "None") key.clear();
-        else if (!valid_key(key)) return result(-1, "the key must be 8 to 63 characters or 64 hex digits");
+        if (std::find(kModes.begin(), kModes.end(), mode) == kModes.end()) return result(-1, "unknown security mode");
+        if (mode == "None")
+            key.clear();
+        else if (!valid_key(key))
+            return result(-1, "the key must be 8 to 63 characters or 64 hex digits");
         add_text(ssid, "security", mode);
         add_text(ssid, "key", key);
         return result(0);

@@ -15,7 +15,7 @@ namespace {
 // The channels of a band, in the order automatic selection tries them.
 const std::vector<int>& band_channels(const std::string& band) {
     static const std::vector<int> k24{1, 6, 11, 2, 3, 4, 5, 7, 8, 9, 10, 12, 13};
-    static const std::vector<int> k5{36,  40,  44,  48,  149, 153, 157, 161, 165, 52,  56,  60,  64,
+    static const std::vector<int> k5{36,  40,  44,  48,  149, 153, 157, 161, 165, 52,  56,  60, 64,
                                      100, 104, 108, 112, 116, 120, 124, 128, 132, 136, 140, 144};
     return band == "5GHz" ? k5 : k24;
 }

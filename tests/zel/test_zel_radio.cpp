@@ -33,7 +33,8 @@ TEST_F(Radio, AutoChannelSendsIndexAndFlagAndTracesBothTexts) {
     EXPECT_EQ(got[0].replyCap, 4u);
     auto records = traces();
     const std::string anchor = definition("ZX_JNI_wlanSetAutoChannelEnable");
-    expect_trace(records, line_after(anchor, "ZX_JNI_SetWpsStart radioIndex"), "ZX_JNI_SetWpsStart radioIndex:1 uiEnable:0\r\n");
+    expect_trace(records, line_after(anchor, "ZX_JNI_SetWpsStart radioIndex"),
+                 "ZX_JNI_SetWpsStart radioIndex:1 uiEnable:0\r\n");
     expect_trace(records, line_after(anchor, "ZX_JNI_wlanSetChannelWidth iRadioIndex"),
                  "ZX_JNI_wlanSetChannelWidth iRadioIndex:1 ichannelWidth:0\r\n");
     expect_no_last_word(records);
@@ -154,7 +155,8 @@ TEST_F(Wps, StartSendsTheIndexAndOpensASession) {
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].replyCap, 4u);
     EXPECT_EQ(got[0].timeoutMs, 5000u);
-    expect_trace(traces(), line_after(definition("ZX_JNI_startWlanWps"), "trace("), "ZX_JNI_SetWpsStart iSsidIndex:1\r\n");
+    expect_trace(traces(), line_after(definition("ZX_JNI_startWlanWps"), "trace("),
+                 "ZX_JNI_SetWpsStart iSsidIndex:1\r\n");
     JsonPtr state = sim_.state("wifi");
     json_object* wps = member(state.get(), "wps");
     EXPECT_TRUE(flag(wps, "active"));
@@ -166,7 +168,8 @@ TEST_F(Wps, StartFailureReturnsTheCode) {
     EXPECT_EQ(ZX_JNI_startWlanWps(5), kDown);
     auto records = traces();
     expect_last_word(records, line_after(definition("ZX_JNI_startWlanWps"), "fail("), kDown, {5, 0, 0, 0});
-    expect_trace(records, line_after(definition("ZX_JNI_startWlanWps"), "trace("), "ZX_JNI_SetWpsStart iSsidIndex:5\r\n");
+    expect_trace(records, line_after(definition("ZX_JNI_startWlanWps"), "trace("),
+                 "ZX_JNI_SetWpsStart iSsidIndex:5\r\n");
     EXPECT_FALSE(flag(member(sim_.state("wifi").get(), "wps"), "active"));
 }
 
@@ -192,7 +195,8 @@ TEST_F(Wps, StateIsAskedWith18ZeroBytesWhateverTheIndex) {
 TEST_F(Wps, StateIsOneWhileASessionIsOpenAndEndsAfterItsTime) {
     ASSERT_EQ(ZX_JNI_startWlanWps(1), 0u);
     EXPECT_EQ(ZX_JNI_wlanGetWPSState(3), 1u);
-    expect_trace(traces(), line_after(definition("ZX_JNI_wlanGetWPSState"), "uiRet:%d"), "ZX_JNI_wlanGetWPSState uiRet:1 \r\n");
+    expect_trace(traces(), line_after(definition("ZX_JNI_wlanGetWPSState"), "uiRet:%d"),
+                 "ZX_JNI_wlanGetWPSState uiRet:1 \r\n");
     // The session is older than a 1 ms session length: the next request finds it ended.
     ASSERT_TRUE(sim_.set_state("wifi", "wpsMs", 1));
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -103,7 +103,8 @@ TEST_F(SimWlan, SimctlShowsTheRadiosAndChangesAnSsid) {
     ASSERT_TRUE(answer) << state.out;
     EXPECT_EQ(num(element(member(answer.get(), "state"), "radios", "index", 0), "channelWidth"), 40);
 
-    CtlRun set = simctl(R"(set app_m '{"ssids":[{"index":1,"name":"FromShell","band":"5GHz","enabled":1,"hidden":1,"security":"None","key":""}]}')");
+    CtlRun set = simctl(
+        R"(set app_m '{"ssids":[{"index":1,"name":"FromShell","band":"5GHz","enabled":1,"hidden":1,"security":"None","key":""}]}')");
     ASSERT_EQ(set.status, 0) << set.out;
     char buf[512] = {};
     ASSERT_EQ(ZX_JNI_wlanGetSsidInfo(buf, 1, sizeof buf), 0u);

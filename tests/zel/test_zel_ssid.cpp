@@ -75,10 +75,8 @@ TEST_F(SsidState, GetStateAndGetHideAnswerTheWordAndZeroOnFailure) {
         "app_m", "ssids",
         StateValue::array({StateValue::object({{"index", 3}, {"name", "lab"}, {"enabled", 1}, {"hidden", 1}})})));
     EXPECT_EQ(ZX_JNI_wlanGetHide(3), 1);
-    expect_received("app_m", {{0x47103081, word(1)},
-                              {0x47103081, word(2)},
-                              {0x47103082, word(1)},
-                              {0x47103082, word(3)}});
+    expect_received("app_m",
+                    {{0x47103081, word(1)}, {0x47103081, word(2)}, {0x47103082, word(1)}, {0x47103082, word(3)}});
     expect_no_last_word(traces());
 
     // A failed call reads as 0: an injected fault, and the service's own refusal of an unknown SSID.
@@ -171,7 +169,7 @@ TEST_F(SsidSecurity, SetSecuritySendsA63CharacterFirstTextAnd64CharacterKey) {
     auto got = expect_received("app_m", {{0x47103078, security_record(1, first, key)}});
     ASSERT_EQ(got.size(), 1u);
     ASSERT_EQ(got[0].data.size(), 133u);
-    EXPECT_EQ(got[0].data[67], 0);    // the first field keeps its terminator
+    EXPECT_EQ(got[0].data[67], 0);     // the first field keeps its terminator
     EXPECT_EQ(got[0].data[131], 'k');  // the key fills its field
     EXPECT_EQ(got[0].data[132], 0);
     EXPECT_EQ(got[0].replyCap, 256u);
@@ -198,7 +196,8 @@ TEST_F(SsidSecurity, SetSecurityChangesTheSsidAndTheQueryTellsIt) {
     EXPECT_EQ(text(ssid, "security"), "WPA3-SAE");
     EXPECT_EQ(text(ssid, "key"), hexKey);
     ASSERT_EQ(ZX_JNI_wlanGetSecurity(5, buf, sizeof buf), 0u);
-    EXPECT_EQ(std::string(buf), "{\"Result\":0,\"SSIDIndex\":5,\"SecurityMode\":\"WPA3-SAE\",\"Key\":\"" + hexKey + "\"}");
+    EXPECT_EQ(std::string(buf),
+              "{\"Result\":0,\"SSIDIndex\":5,\"SecurityMode\":\"WPA3-SAE\",\"Key\":\"" + hexKey + "\"}");
     // A key that is neither a pass phrase nor 64 hex digits is refused, the SSID unchanged.
     ASSERT_EQ(ZX_JNI_wlanSetSecurity(5, "WPA2-PSK", "short", buf, sizeof buf), 0u);
     EXPECT_STREQ(buf, "{\"Result\":-1,\"FailReason\":\"the key must be 8 to 63 characters or 64 hex digits\"}");
@@ -238,15 +237,17 @@ TEST_F(SsidInfo, IndexZeroAnswersEverySsidIn4096Bytes) {
     auto got = expect_received("app_m", {{0x47103069, word(0)}});
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].replyCap, 4096u);
-    expect_trace(traces(), line_after(definition("ZX_JNI_wlanGetSsidInfo"), "trace("), "ZX_JNI_wlanGetSsidInfo called\r\n");
+    expect_trace(traces(), line_after(definition("ZX_JNI_wlanGetSsidInfo"), "trace("),
+                 "ZX_JNI_wlanGetSsidInfo called\r\n");
 }
 
 TEST_F(SsidInfo, OneSsidIsAskedWith512Bytes) {
     char buf[512] = {};
     ASSERT_EQ(ZX_JNI_wlanGetSsidInfo(buf, 5, sizeof buf), 0u);
-    EXPECT_STREQ(buf,
-                 "{\"Result\":0,\"SSIDs\":[{\"SSIDIndex\":5,\"SSID\":\"Zentrix-5A3C-5G\",\"Band\":\"5GHz\",\"Enable\":1,"
-                 "\"Hide\":0,\"SecurityMode\":\"WPA2-WPA3\"}]}");
+    EXPECT_STREQ(
+        buf,
+        "{\"Result\":0,\"SSIDs\":[{\"SSIDIndex\":5,\"SSID\":\"Zentrix-5A3C-5G\",\"Band\":\"5GHz\",\"Enable\":1,"
+        "\"Hide\":0,\"SecurityMode\":\"WPA2-WPA3\"}]}");
     auto got = expect_received("app_m", {{0x47103069, word(5)}});
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].replyCap, 512u);
@@ -287,8 +288,11 @@ TEST_F(SsidInfo, LongestRepliesForIndexZeroFillTheir4096Bytes) {
     // Names long enough that every SSID's information needs the large buffer.
     std::vector<StateValue> ssids;
     for (int i = 1; i <= 8; ++i)
-        ssids.push_back(StateValue::object(
-            {{"index", i}, {"name", std::string(600, 'a' + i)}, {"band", "2.4GHz"}, {"enabled", 1}, {"security", "None"}}));
+        ssids.push_back(StateValue::object({{"index", i},
+                                            {"name", std::string(600, 'a' + i)},
+                                            {"band", "2.4GHz"},
+                                            {"enabled", 1},
+                                            {"security", "None"}}));
     ASSERT_TRUE(sim_.set_state("app_m", "ssids", StateValue::array(ssids)));
     std::vector<char> buf(8192, '\0');
     ASSERT_EQ(ZX_JNI_wlanGetSsidInfo(buf.data(), 0, 8192), 0u);
