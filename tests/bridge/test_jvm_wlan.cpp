@@ -422,7 +422,6 @@ TEST_F(WlanBindings, SsidInformationWithoutItsBlockIsNull) {
 }
 
 TEST_F(WlanBindings, LedAnswersZeroOrMinusOneNeverJson) {
-    ASSERT_TRUE(sim_.inject("app_m", 0x4710306E, zxtest::Fault::status(0, 1)));
     jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_LedSetState(env_, nullptr, 1, 2,
                                                                                               500, 500);
     ASSERT_NE(s, nullptr);
