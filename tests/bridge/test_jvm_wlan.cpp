@@ -47,6 +47,7 @@ struct Watch {
     size_t size = 0;
     std::vector<void*>* live = nullptr;               // watched blocks not yet released
     std::vector<std::string>* seenAtFree = nullptr;   // the bytes of each when it was released
+    size_t failSize = 0;                              // the next block of this size is refused
 };
 thread_local Watch t_watch;
 
@@ -69,6 +70,10 @@ extern "C" void* malloc(size_t n) {
     if (t_resolving) {
         size_t at = g_bootUsed.fetch_add((n + 15) & ~size_t{15});
         return at + n <= sizeof(g_bootArena) ? g_bootArena + at : nullptr;
+    }
+    if (t_watch.failSize != 0 && n == t_watch.failSize) {
+        t_watch.failSize = 0;
+        return nullptr;
     }
     resolve();
     void* p = g_realMalloc.load()(n);
@@ -393,6 +398,20 @@ TEST_F(ForbidChannel, NullArrayAndNoCount) {
     EXPECT_EQ(sent(0, 0, jchars({'1', '2'}), 0), record(0, 0, ""));
     EXPECT_EQ(sent(0, -3, jchars({'1'}), 0), record(0, -3, ""));
     EXPECT_EQ(sent(0, 2, jchars({}), 0), record(0, 2, ""));
+}
+
+TEST_F(ForbidChannel, WithoutItsBlockNothingIsSent) {
+    jcharArray chars = jchars({1, 6, 11, 2, 3});
+    std::vector<void*> live;
+    std::vector<std::string> seen;
+    t_watch = Watch{false, 0, &live, &seen, 32};
+    jint answer = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(
+        env_, nullptr, 0, 5, chars);
+    const bool refused = t_watch.failSize == 0;
+    t_watch = Watch{};
+    ASSERT_TRUE(refused) << "the block was asked for";
+    EXPECT_EQ(answer, -1);
+    EXPECT_TRUE(received("wifi").empty());
 }
 
 TEST_F(ForbidChannel, RadioTwoAndAFailureAnswerMinusOne) {
