@@ -5,16 +5,23 @@
 #include <jni.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
 
 #include "binding.h"
 #include "com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods.h"
 #include "zx_velm_jni_api.h"
 #include "zx_velm_usb.h"
+#include "zx_wire_wifi.h"
+#include "zx_zel_jni_api.h"
 
 using zxjni::Binding;
 using zxjni::JavaText;
 using zxjni::kBaseServiceFile;
 using zxjni::PinnedBytes;
+using zxjni::PinnedChars;
+using zxjni::SecretText;
 using zxjni::PlatformBuffer;
 using zxtrace::kBaseService;  // the unit every trace of this file belongs to
 
@@ -191,4 +198,207 @@ extern "C" JNIEXPORT jint JNICALL
 Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbUnregisterAll(JNIEnv*, jobject) {
     zxjni::trace_entry("usbUnregisterAll", __LINE__);
     return static_cast<jint>(ZX_JNI_UsbUnregisterAll());
+}
+
+
+// ---------------------------------------------------------------------------------------------
+// WLAN and LEDs: each forwards to one function of the WLAN, LED and LAN-port API (zx_zel_jni_api.h)
+// except getWLANHostInfo, which asks the WLAN radio service itself. Most answer a Java int and
+// trace only their result; none writes the usual entry text.
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+using WlanText256 = Binding<256, zxjni::OnFailure::Kept>;
+using WlanText128 = Binding<128, zxjni::OnFailure::Kept>;
+
+// The 32-byte channel block of wlanSetForbidChannel, from the system allocator.
+struct FreeBlock {
+    void operator()(uint8_t* p) const { std::free(p); }
+};
+using ChannelBlock = std::unique_ptr<uint8_t, FreeBlock>;
+constexpr uint32_t kChannelBlockSize = 32;
+
+// The answer of a failed wireless host query.
+constexpr const char* kHostInfoFailed = "{\"Result\":-1, \"List\":null}";
+constexpr uint32_t kHostInfoReplySize = 4096;
+constexpr uint32_t kMacSpace = sizeof(ZX_WIFI_HOST_INFO_REQ_S::aacMac[0]) - 1;  // 19 characters
+
+}  // namespace
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanGetSecurity(JNIEnv* env, jobject,
+                                                                                  jint ssidIndex) {
+    WlanText256 b(env, WlanText256::Silent{});
+    uint32_t code = ZX_JNI_wlanGetSecurity(ssidIndex, b.buf(), b.size());
+    b.trace(__LINE__, "\r\n wlanGetSecurity ssidIndex:%u \r\n", u32(ssidIndex));
+    return b.answer(code);  // the text as the API left it, failure or not
+}
+
+extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetSecurity(
+    JNIEnv* env, jobject, jint ssidIndex, jstring jFirst, jstring jKey) {
+    char reply[256] = {};  // the service's answer is never handed to Java
+    JavaText first(env, jFirst);
+    if (!first) return zxjni::IntBinding::missing_argument(-1);
+    SecretText key(env, jKey);  // wiped before it is freed, whatever the call answers
+    if (!key) return zxjni::IntBinding::missing_argument(-1);
+    uint32_t code = ZX_JNI_wlanSetSecurity(ssidIndex, first.get(), key.get(), reply, sizeof(reply));
+    return zxjni::int_result(code);
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetAutoChannelEnable(JNIEnv*, jobject,
+                                                                                           jint radioIndex,
+                                                                                           jint enable) {
+    uint32_t code = ZX_JNI_wlanSetAutoChannelEnable(radioIndex, enable);
+    if (code != 0) return -1;  // no trace for a failure
+    zxjni::trace(__LINE__, "ZX_JNI_wlanSetAutoChannelEnable ret: %u ", code);
+    return 0;
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetChannelWidth(JNIEnv*, jobject,
+                                                                                      jint radioIndex, jint width) {
+    uint32_t code = ZX_JNI_wlanSetChannelWidth(radioIndex, width);
+    if (code != 0) return -1;
+    zxjni::trace(__LINE__, "ZX_JNI_wlanSetChannelWidth ret: %u ", code);
+    return 0;
+}
+
+// The count comes from the caller and is compared with neither the array nor the block: only the
+// characters both hold are copied, so a count beyond either sends what exists.
+extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(
+    JNIEnv* env, jobject, jint radioIndex, jint count, jcharArray channels) {
+    PinnedChars chars(env, channels);  // released with mode 0
+    if (channels && !chars) {
+        env->ExceptionClear();
+        return -1;
+    }
+    ChannelBlock block;
+    if (count >= 1) {
+        block.reset(static_cast<uint8_t*>(std::malloc(kChannelBlockSize)));
+        if (!block) return -1;
+        zxjni::low_bytes(chars, count, block.get(), kChannelBlockSize);
+    }
+    uint32_t code = ZX_JNI_wlanSetForbidChannel(radioIndex, count, reinterpret_cast<const char*>(block.get()),
+                                                kChannelBlockSize);
+    chars.reset();
+    block.reset();
+    if (code != 0) return -1;
+    zxjni::trace(__LINE__, "ZX_JNI_wlanSetForbidChannel ret: %u ", code);
+    return 0;
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetState(JNIEnv* env, jobject, jint ssidIndex,
+                                                                               jint state) {
+    WlanText128 b(env, WlanText128::Silent{});
+    uint32_t code = ZX_JNI_wlanSetState(ssidIndex, state, b.buf(), b.size());
+    return b.finish(code, __LINE__, " ZX_JNI_wlanSetState ret: %u buff:%s");
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanGetState(JNIEnv*, jobject, jint ssidIndex) {
+    int32_t state = ZX_JNI_wlanGetState(ssidIndex);
+    zxjni::trace(__LINE__, " ZX_JNI_wlanGetState ret: %u", static_cast<uint32_t>(state));
+    return state;
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanGetHide(JNIEnv*, jobject, jint ssidIndex) {
+    int32_t hide = ZX_JNI_wlanGetHide(ssidIndex);
+    zxjni::trace(__LINE__, " JNI wlanGetHide ssidIndex %u ret: %u ", u32(ssidIndex), static_cast<uint32_t>(hide));
+    return hide;
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetHide(JNIEnv*, jobject, jint ssidIndex,
+                                                                              jint hide) {
+    int32_t result = ZX_JNI_wlanSetHide(ssidIndex, hide);
+    zxjni::trace(__LINE__, " JNI wlanSetHide ssidIndex: %u SsidHide:%u  uiResult:%u ", u32(ssidIndex), u32(hide),
+                 static_cast<uint32_t>(result));
+    return result;
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanStartWPS(JNIEnv*, jobject, jint ssidIndex) {
+    uint32_t code = ZX_JNI_startWlanWps(ssidIndex);
+    zxjni::trace(__LINE__, " ZX_JNI_startWlanWps ret: %u ", code);
+    return zxjni::IntBinding::code(code);
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanGetWPSState(JNIEnv*, jobject, jint ssidIndex) {
+    uint32_t code = ZX_JNI_wlanGetWPSState(ssidIndex);
+    zxjni::trace(__LINE__, " ZX_JNI_wlanGetWPSState ret: %u ", code);
+    return zxjni::IntBinding::code(code);
+}
+
+// Asks the WLAN radio service for its hosts: all of them, or those of up to 8 MACs. The second
+// argument is not used.
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getWLANHostInfo(
+    JNIEnv* env, jobject, jobjectArray jMacs, jint) {
+    ZX_OS_Printf("\r\n com_nodalis_deviceservice_impl_BaseServiceJNIMethods called getWLANHostInfo \r\n");
+    ZX_WIFI_HOST_INFO_REQ_S request;
+    ZX_OS_MemSet_S(&request, sizeof(request), 0, sizeof(request));
+    if (jMacs) {
+        zxjni::StringArrayArg macs(env, jMacs);
+        const jsize n = macs.length();
+        if (n > static_cast<jsize>(ZX_WIFI_MAX_HOST_MACS)) {
+            ZX_OS_Printf("\r\n apcHostMACList is too long called \r\n");
+            return nullptr;
+        }
+        request.uiCount = static_cast<uint32_t>(n);
+        for (jsize i = 0; i < n; ++i) {
+            JavaText mac = macs.text(i);  // a null element leaves its entry empty
+            // A text beyond the entry's 19 characters is cut there; the entry's last byte stays 0.
+            if (mac) ZX_OS_MemCpy_S(request.aacMac[i], kMacSpace, mac.get(), static_cast<uint32_t>(std::strlen(mac.get())));
+        }
+        // One empty MAC asks for every host, like no MAC at all.
+        if (n == 1 && request.aacMac[0][0] == '\0') request.uiCount = 0;
+    }
+    PlatformBuffer reply = PlatformBuffer::malloc_d(kHostInfoReplySize, kBaseServiceFile, __LINE__);
+    if (!reply) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    ZX_OS_MemSet_S(reply.get(), kHostInfoReplySize, 0, kHostInfoReplySize);
+    ZX_OS_Printf("\r\n getWLANHostInfo JNI RPCCALL ZX_WIFI_JNI_RPC_GET_WLANHOSTINFO\r\n");
+    uint32_t result = ZEL_WIFI_JNI_MSG_RpcCall(ZX_WIFI_JNI_RPC_GET_WLANHOSTINFO, &request, sizeof(request), reply.get(),
+                                               kHostInfoReplySize);
+    if (result != 0) {
+        zxjni::last_word(__LINE__, result);
+        zxjni::trace(__LINE__, "\r\n getWLANHostInfo JNI RPCCall failed\r\n");
+        return char2jstring(env, kHostInfoFailed);
+    }
+    zxjni::trace(__LINE__, "\r\n getWLANHostInfo JNI RPCCall SUCCESS\r\n");
+    reply.get()[kHostInfoReplySize - 1] = '\0';  // a reply that fills the block ends inside it
+    return char2jstring(env, reply.get());
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetWLanInfo(JNIEnv* env, jobject, jint ssid) {
+    zxjni::trace(__LINE__, "\r\n sysGetWLanInfo called \r\n");
+    zxjni::trace(__LINE__, "\r\n ssid = %u \r\n", u32(ssid));
+    const uint32_t size = ssid == 0 ? zxjni::HeapBinding::kAllSsidsSize : zxjni::HeapBinding::kOneSsidSize;
+    PlatformBuffer block(size, kBaseServiceFile, __LINE__);
+    if (!block) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    ZX_OS_MemSet_S(block.get(), size, 0, size);
+    uint32_t code = ZX_JNI_wlanGetSsidInfo(block.get(), ssid, size);
+    if (code != 0) ZX_OS_MemSet_S(block.get(), size, 0, size);
+    block.get()[size - 1] = '\0';  // the API copies at most size - 1 characters; keep it so
+    return char2jstring(env, block.get());
+}
+
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_LedSetState(
+    JNIEnv* env, jobject, jint ledId, jint color, jint ontime, jint offtime) {
+    WlanText128 b(env, WlanText128::Silent{});
+    b.trace(__LINE__, "LedSetState ledId: %u color:%u ontime:%u offtime:%u", u32(ledId), u32(color), u32(ontime),
+            u32(offtime));
+    uint32_t code = ZX_JNI_SetLEDState(u32(ledId), u32(color), u32(ontime), u32(offtime), b.buf(), b.size());
+    // The API's reply text is not used: Java learns "0" or "-1".
+    return char2jstring(env, code == 0 ? "0" : "-1");
 }

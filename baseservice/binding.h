@@ -1,6 +1,7 @@
 // The frame every BaseServiceJNIMethods native is built on.
 //
 //   Binding<128> b(env, "sysGetCpuUsage", __LINE__);         zeroed buffer, entry trace
+//                                                            (Binding<N>::Silent: no entry trace)
 //   uint32_t code = ZX_JNI_sysGetCpuUsage(b.buf(), b.size()); the one platform call
 //   return b.finish(code, __LINE__, " sysGetCpuUsage ret: %u buff:%s");
 //
@@ -78,6 +79,9 @@ public:
         ZX_OS_MemSet_S(buf_, N, 0, N);
         zxjni::trace(line, "%s", entryText);
     }
+    // A binding that writes no entry text (the WLAN and LED families trace only their result).
+    struct Silent {};
+    Binding(JNIEnv* env, Silent) : env_(env) { ZX_OS_MemSet_S(buf_, N, 0, N); }
     Binding(const Binding&) = delete;
     Binding& operator=(const Binding&) = delete;
 
@@ -109,6 +113,13 @@ public:
     void finish_void(uint32_t code, uint32_t line, const char* format) {
         detail::apply_failure_rule(Rule, buf_, N, code);
         zxjni::trace(line, format, code, buf_);
+    }
+
+    // Applies the failure rule and returns the text, with no trace (a family that traces its own
+    // closing text).
+    jstring answer(uint32_t code) {
+        detail::apply_failure_rule(Rule, buf_, N, code);
+        return char2jstring(env_, buf_);
     }
 
     // A String argument that is null or cannot be converted: the platform is not called.

@@ -28,6 +28,12 @@ echo "== Java demo (com.zentrix.nodalis.demo.BridgeDemo)"
 java -Djava.library.path=build/lib -cp build/java/zxdeviceservice.jar:build/java/zxdemo.jar \
   com.zentrix.nodalis.demo.BridgeDemo
 
+# What the tour changed, from the simulator's side: the radios, the WPS session and the LEDs.
+echo
+echo "== the simulated radios and LEDs after the tour (build/bin/simctl state)"
+build/bin/simctl state wifi | grep -o '"radios":.*"wps":{[^}]*}'
+build/bin/simctl state app_m | grep -o '"leds":\[[^]]*\]'
+
 # The same gateway seen from the platform library alone: every simulated service answers.
 echo
 echo "== platform tour (build/bin/gatewaytour)"

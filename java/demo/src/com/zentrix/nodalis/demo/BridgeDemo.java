@@ -4,27 +4,63 @@ import com.zentrix.nodalis.deviceservice.entity.JNINativeMethods;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 
 /**
- * What a plug-in sees of the gateway: it brings up the bus link of the Java process, then asks
- * for the processor load, the memory in use and the LOID, and prints each answer as it came.
- * Exit status 1 when the link does not come up or an answer is null.
+ * What a plug-in sees of the gateway: it brings up the bus link of the Java process, asks for the
+ * processor load, the memory in use and the LOID, then tours the WLAN and LEDs: the SSIDs, the
+ * radios' settings, a WPS start and its state, the wireless hosts and an LED change. Each answer is
+ * printed as it came. Exit status 1 when the link does not come up, a text answer is null or a
+ * setting is refused.
  */
 public final class BridgeDemo {
     private BridgeDemo() {}
 
     public static void main(String[] args) {
         int started = new JNINativeMethods().startThread();
-        System.out.printf("%-40s %s%n", "JNINativeMethods.startThread()", started);
+        System.out.printf("%-48s %s%n", "JNINativeMethods.startThread()", started);
         boolean ok = started == 0;
 
         BaseServiceJNIMethods base = new BaseServiceJNIMethods();
         ok &= show("BaseServiceJNIMethods.sysGetCpuUsage()", base.sysGetCpuUsage());
         ok &= show("BaseServiceJNIMethods.sysGetMemUsage()", base.sysGetMemUsage());
         ok &= show("BaseServiceJNIMethods.sysGetLoid()", base.sysGetLoid());
+
+        // SSIDs: every one (index 0), then SSID 1 in detail.
+        ok &= show("sysGetWLanInfo(0)", base.sysGetWLanInfo(0));
+        show("wlanGetState(1)", base.wlanGetState(1));
+        show("wlanGetHide(1)", base.wlanGetHide(1));
+        ok &= show("wlanGetSecurity(1)", base.wlanGetSecurity(1));
+
+        // The radios: 0 is 2.4 GHz, 1 is 5 GHz. Channels 1 and 6 banned on the first (the count of
+        // channels, then one channel number a character): with automatic selection on it leaves
+        // channel 6. 40 MHz on the second.
+        ok &= show("wlanSetAutoChannelEnable(0, 1)", base.wlanSetAutoChannelEnable(0, 1)) == 0;
+        ok &= show("wlanSetForbidChannel(0, 2, {1, 6})", base.wlanSetForbidChannel(0, 2, new char[] {1, 6})) == 0;
+        ok &= show("wlanSetChannelWidth(1, 40)", base.wlanSetChannelWidth(1, 40)) == 0;
+        show("wlanSetChannelWidth(2, 40)  (no radio 2)", base.wlanSetChannelWidth(2, 40));
+
+        // WPS on SSID 1: the state reads 1 while the session is open.
+        show("wlanGetWPSState(1)", base.wlanGetWPSState(1));
+        ok &= show("wlanStartWPS(1)", base.wlanStartWPS(1)) == 0;
+        ok &= show("wlanGetWPSState(1)", base.wlanGetWPSState(1)) == 1;
+
+        // The wireless hosts: all of them, then one by its MAC.
+        ok &= show("getWLANHostInfo(null, 0)", base.getWLANHostInfo(null, 0));
+        ok &= show("getWLANHostInfo({\"F0:18:98:44:5D:E2\"}, 0)",
+                base.getWLANHostInfo(new String[] {"F0:18:98:44:5D:E2"}, 0));
+
+        // The WLAN LED (id 3) turns red and blinks 250 ms on, 750 ms off.
+        String led = base.LedSetState(3, 2, 250, 750);
+        show("LedSetState(3, 2, 250, 750)", led);
+        ok &= "0".equals(led);
         System.exit(ok ? 0 : 1);
     }
 
     private static boolean show(String call, String answer) {
-        System.out.printf("%-40s %s%n", call, answer == null ? "null" : answer);
+        System.out.printf("%-48s %s%n", call, answer == null ? "null" : answer);
         return answer != null;
+    }
+
+    private static int show(String call, int answer) {
+        System.out.printf("%-48s %d%n", call, answer);
+        return answer;
     }
 }
