@@ -21,8 +21,8 @@ using zxjni::JavaText;
 using zxjni::kBaseServiceFile;
 using zxjni::PinnedBytes;
 using zxjni::PinnedChars;
-using zxjni::SecretText;
 using zxjni::PlatformBuffer;
+using zxjni::SecretText;
 using zxtrace::kBaseService;  // the unit every trace of this file belongs to
 
 namespace {
@@ -200,7 +200,6 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_usbUnregisterA
     return static_cast<jint>(ZX_JNI_UsbUnregisterAll());
 }
 
-
 // ---------------------------------------------------------------------------------------------
 // WLAN and LEDs: each forwards to one function of the WLAN, LED and LAN-port API (zx_zel_jni_api.h)
 // except getWLANHostInfo, which asks the WLAN radio service itself. Most answer a Java int and
@@ -226,9 +225,8 @@ constexpr uint32_t kMacSpace = sizeof(ZX_WIFI_HOST_INFO_REQ_S::aacMac[0]) - 1;  
 
 }  // namespace
 
-extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanGetSecurity(JNIEnv* env, jobject,
-                                                                                  jint ssidIndex) {
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanGetSecurity(
+    JNIEnv* env, jobject, jint ssidIndex) {
     WlanText256 b(env, WlanText256::Silent{});
     uint32_t code = ZX_JNI_wlanGetSecurity(ssidIndex, b.buf(), b.size());
     b.trace(__LINE__, "\r\n wlanGetSecurity ssidIndex:%u \r\n", u32(ssidIndex));
@@ -256,9 +254,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetAutoCha
     return 0;
 }
 
-extern "C" JNIEXPORT jint JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetChannelWidth(JNIEnv*, jobject,
-                                                                                      jint radioIndex, jint width) {
+extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetChannelWidth(
+    JNIEnv*, jobject, jint radioIndex, jint width) {
     uint32_t code = ZX_JNI_wlanSetChannelWidth(radioIndex, width);
     if (code != 0) return -1;
     zxjni::trace(__LINE__, "ZX_JNI_wlanSetChannelWidth ret: %u ", code);
@@ -267,8 +264,10 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetChannel
 
 // The count comes from the caller and is compared with neither the array nor the block: only the
 // characters both hold are copied, so a count beyond either sends what exists.
-extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(
-    JNIEnv* env, jobject, jint radioIndex, jint count, jcharArray channels) {
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(JNIEnv* env, jobject,
+                                                                                       jint radioIndex, jint count,
+                                                                                       jcharArray channels) {
     PinnedChars chars(env, channels);  // released with mode 0
     if (channels && !chars) {
         env->ExceptionClear();
@@ -280,8 +279,8 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_Ba
         if (!block) return -1;
         zxjni::low_bytes(chars, count, block.get(), kChannelBlockSize);
     }
-    uint32_t code = ZX_JNI_wlanSetForbidChannel(radioIndex, count, reinterpret_cast<const char*>(block.get()),
-                                                kChannelBlockSize);
+    uint32_t code =
+        ZX_JNI_wlanSetForbidChannel(radioIndex, count, reinterpret_cast<const char*>(block.get()), kChannelBlockSize);
     chars.reset();
     block.reset();
     if (code != 0) return -1;
@@ -289,9 +288,8 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_Ba
     return 0;
 }
 
-extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetState(JNIEnv* env, jobject, jint ssidIndex,
-                                                                               jint state) {
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetState(
+    JNIEnv* env, jobject, jint ssidIndex, jint state) {
     WlanText128 b(env, WlanText128::Silent{});
     uint32_t code = ZX_JNI_wlanSetState(ssidIndex, state, b.buf(), b.size());
     return b.finish(code, __LINE__, " ZX_JNI_wlanSetState ret: %u buff:%s");
@@ -311,9 +309,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanGetHide(JN
     return hide;
 }
 
-extern "C" JNIEXPORT jint JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetHide(JNIEnv*, jobject, jint ssidIndex,
-                                                                              jint hide) {
+extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetHide(
+    JNIEnv*, jobject, jint ssidIndex, jint hide) {
     int32_t result = ZX_JNI_wlanSetHide(ssidIndex, hide);
     zxjni::trace(__LINE__, " JNI wlanSetHide ssidIndex: %u SsidHide:%u  uiResult:%u ", u32(ssidIndex), u32(hide),
                  static_cast<uint32_t>(result));
@@ -351,8 +348,10 @@ extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl
         request.uiCount = static_cast<uint32_t>(n);
         for (jsize i = 0; i < n; ++i) {
             JavaText mac = macs.text(i);  // a null element leaves its entry empty
+            if (!mac) continue;
             // A text beyond the entry's 19 characters is cut there; the entry's last byte stays 0.
-            if (mac) ZX_OS_MemCpy_S(request.aacMac[i], kMacSpace, mac.get(), static_cast<uint32_t>(std::strlen(mac.get())));
+            ZX_OS_MemCpy_S(request.aacMac[i], kMacSpace, mac.get(), static_cast<uint32_t>(std::strlen(mac.get())));
+            ZX_OS_MemFreeD(mac.release(), kBaseServiceFile, __LINE__);  // the platform frees a malloc block with free()
         }
         // One empty MAC asks for every host, like no MAC at all.
         if (n == 1 && request.aacMac[0][0] == '\0') request.uiCount = 0;
