@@ -401,3 +401,15 @@ extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl
     // The API's reply text is not used: Java learns "0" or "-1".
     return char2jstring(env, code == 0 ? "0" : "-1");
 }
+
+// ---------------------------------------------------------------------------------------------
+// LAN ports: the port status as the configuration service answers it (a failed call already comes
+// back from the API as the failure JSON with code 0).
+// ---------------------------------------------------------------------------------------------
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStatus(JNIEnv* env, jobject) {
+    Binding<512> b(env, "lanGetPortStatus", __LINE__);
+    uint32_t code = ZX_JNI_lanGetPortStatus(b.buf(), b.size());
+    return b.finish(code, __LINE__, " lanGetPortStatus ret: %u buff:%s");
+}

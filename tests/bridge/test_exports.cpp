@@ -152,6 +152,7 @@ const std::set<std::string> kFunctions = {
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getWLANHostInfo",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetWLanInfo",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_LedSetState",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStatus",
     // Doubly-linked list
     "MakeNode",
     "FreeNode",

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
                                                                                                            jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetMemUsage(JNIEnv*,
                                                                                                            jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStatus(JNIEnv*,
+                                                                                                             jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetLoid(JNIEnv*,
                                                                                                        jobject);
 JNIEXPORT jobjectArray JNICALL Java_com_zentrix_nodalis_deviceservice_custom_fileservice_ZxUnixFileSystem_list(JNIEnv*,
@@ -187,6 +190,53 @@ TEST_F(LoidBinding, FailedCallIsNull) {
                                   L1(kVelmApi, 232, 7),
                                   zxtest::L(kVelmApi, 1184, 0xFFFFFFFF, 7, 0, 0, 0),
                                   result_trace(" sysGetLoid ret: ret: %u buff:%s", 0xFFFFFFFF, ""),
+                              }));
+}
+
+// ---------------------------------------------------------------------------------------------
+// LAN ports: the configuration service's JSON, and its failure text (the API answers it with 0)
+// ---------------------------------------------------------------------------------------------
+
+class PortStatusBinding : public LoidBinding {};
+
+TEST_F(PortStatusBinding, AnswersThePortsOfTheProfile) {
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStatus(env_, nullptr);
+    ASSERT_NE(s, nullptr);
+    const std::string ports =
+        "{\"Result\":0,\"Ports\":[{\"Port\":1,\"Link\":\"Up\",\"Speed\":1000,\"Duplex\":\"Full\"},"
+        "{\"Port\":2,\"Link\":\"Down\",\"Speed\":0,\"Duplex\":\"\"},"
+        "{\"Port\":3,\"Link\":\"Up\",\"Speed\":100,\"Duplex\":\"Full\"},"
+        "{\"Port\":4,\"Link\":\"Down\",\"Speed\":0,\"Duplex\":\"\"}]}";
+    EXPECT_EQ(utf16_of(env_, s), utf16(ports));
+    env_->DeleteLocalRef(s);
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("lanGetPortStatus"),
+                                  result_trace(" lanGetPortStatus ret: %u buff:%s", 0, ports),
+                              }));
+    // The request is the zero word, with room for 512 bytes of answer.
+    std::optional<std::vector<zxtest::Received>> got = sim_.received("app_m");
+    ASSERT_TRUE(got.has_value());
+    ASSERT_EQ(got->size(), 1u);
+    EXPECT_EQ((*got)[0].msgId, 0x4710304Fu);
+    EXPECT_EQ((*got)[0].data, (zxtest::Bytes{0, 0, 0, 0}));
+    EXPECT_EQ((*got)[0].replyCap, 512u);
+}
+
+TEST_F(PortStatusBinding, FailedCallAnswersTheFailureText) {
+    ASSERT_TRUE(sim_.inject("app_m", 0x4710304F, zxtest::Fault::status(7)));
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStatus(env_, nullptr);
+    ASSERT_NE(s, nullptr);
+    const std::string failure = "{\"Result\":-1, \"FailReason\":\"\"}";
+    EXPECT_EQ(utf16_of(env_, s), utf16(failure));
+    env_->DeleteLocalRef(s);
+    const uint32_t apiLine =
+        zxtest::source_line("zel/zx_zel_jni_api.cpp", "kZelApi.last_word(Line(__LINE__), kMinusOne, uiOutLen");
+    ASSERT_NE(apiLine, 0u);
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  entry_trace("lanGetPortStatus"),
+                                  L1(kVelmApi, 232, 7),
+                                  zxtest::L("../zel/zx_zel_jni_api", apiLine, 0xFFFFFFFF, 512, 0, 0, 0),
+                                  result_trace(" lanGetPortStatus ret: %u buff:%s", 0, failure),
                               }));
 }
 

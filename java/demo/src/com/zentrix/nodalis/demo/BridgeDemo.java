@@ -51,6 +51,9 @@ public final class BridgeDemo {
         String led = base.LedSetState(3, 2, 250, 750);
         show("LedSetState(3, 2, 250, 750)", led);
         ok &= "0".equals(led);
+
+        // The four LAN ports: link and speed.
+        ok &= show("lanGetPortStatus()", base.lanGetPortStatus());
         System.exit(ok ? 0 : 1);
     }
 
