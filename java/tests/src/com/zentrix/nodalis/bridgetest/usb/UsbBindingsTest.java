@@ -1,5 +1,8 @@
 package com.zentrix.nodalis.bridgetest.usb;
 
+import static com.zentrix.nodalis.bridgetest.support.BindingSource.FILE;
+import static com.zentrix.nodalis.bridgetest.support.BindingSource.at;
+import static com.zentrix.nodalis.bridgetest.support.BindingSource.line;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
@@ -10,7 +13,6 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
 import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
-import com.zentrix.nodalis.bridgetest.support.SourceLines;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
 import com.zentrix.nodalis.bridgetest.support.TraceFile.TraceRecord;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
@@ -30,11 +32,9 @@ class UsbBindingsTest {
     @RegisterExtension
     static final GatewayExtension gateway = new GatewayExtension();
 
-    private static final String FILE = "baseservice_jni";
     private static final String API = "../velm/zx_velm_jni_api";
     private static final String OK = "{\"Result\":0}";
     private static final String LOCAL_FAILURE = "{\"Result\":-1,\"FailReason\":\"\"}";
-    private static final String SYMBOL = "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_";
 
     // Devices of the default profile.
     private static final int ECHO = 1;   // type 1
@@ -59,14 +59,7 @@ class UsbBindingsTest {
         return gateway.ctl();
     }
 
-    /** The line of the first call after the native's definition that contains {@code fragment}. */
-    private static int line(String method, String fragment) throws IOException {
-        return SourceLines.of("baseservice/baseservice_jni.cpp").lineAfter(SYMBOL + method + "(", fragment);
-    }
 
-    private static TraceRecord at(String method, String fragment, String text) throws IOException {
-        return TraceRecord.trace(249, FILE, line(method, fragment), text);
-    }
 
     private static TraceRecord entry(String method) throws IOException {
         return at(method, "\"" + method + "\", __LINE__",

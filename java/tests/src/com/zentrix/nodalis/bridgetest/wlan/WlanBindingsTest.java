@@ -1,5 +1,8 @@
 package com.zentrix.nodalis.bridgetest.wlan;
 
+import static com.zentrix.nodalis.bridgetest.support.BindingSource.FILE;
+import static com.zentrix.nodalis.bridgetest.support.BindingSource.at;
+import static com.zentrix.nodalis.bridgetest.support.BindingSource.line;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNotNull;
@@ -13,7 +16,6 @@ import com.google.gson.JsonPrimitive;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
 import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
-import com.zentrix.nodalis.bridgetest.support.SourceLines;
 import com.zentrix.nodalis.bridgetest.support.TraceFile;
 import com.zentrix.nodalis.bridgetest.support.TraceFile.TraceRecord;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
@@ -34,8 +36,6 @@ class WlanBindingsTest {
     @RegisterExtension
     static final GatewayExtension gateway = new GatewayExtension(List.of("app_m", "wifi"));
 
-    private static final String FILE = "baseservice_jni";
-    private static final String SYMBOL = "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_";
 
     private static final long GET_SECURITY = 0x47103077L;
     private static final long SET_SECURITY = 0x47103078L;
@@ -61,13 +61,7 @@ class WlanBindingsTest {
         return gateway.ctl();
     }
 
-    private static int line(String method, String fragment) throws IOException {
-        return SourceLines.of("baseservice/baseservice_jni.cpp").lineAfter(SYMBOL + method + "(", fragment);
-    }
 
-    private static TraceRecord at(String method, String fragment, String text) throws IOException {
-        return TraceRecord.trace(249, FILE, line(method, fragment), text);
-    }
 
     private List<TraceRecord> bindingRecords(long mark) throws IOException {
         List<TraceRecord> out = new ArrayList<>();
