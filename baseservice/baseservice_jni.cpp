@@ -5,6 +5,7 @@
 #include <jni.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -412,4 +413,83 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStat
     Binding<512> b(env, "lanGetPortStatus", __LINE__);
     uint32_t code = ZX_JNI_lanGetPortStatus(b.buf(), b.size());
     return b.finish(code, __LINE__, " lanGetPortStatus ret: %u buff:%s");
+}
+
+// ---------------------------------------------------------------------------------------------
+// LAN devices: the per-device maximum bandwidth, asked of the application-management process
+// directly. Java hands the MAC as bare digits (001122AABBCC); the request carries it in colon
+// form.
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr uint32_t kMacAreaSize = 32;
+constexpr uint32_t kMaxBandwidthReplySize = 128;
+constexpr uint32_t kSetDevMaxBandwidth = 0x47103052;
+constexpr uint32_t kGetDevMaxBandwidth = 0x47103051;
+// The entry text of the set operation has two blanks after its first line break.
+constexpr const char* kSetMaxBandwidthEntry =
+    "\r\n  Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth called \r\n";
+
+// The 40-byte request of the set operation, in host byte order.
+struct MaxBandwidthRequest {
+    char mac[kMacAreaSize];
+    uint32_t firstLimit;
+    uint32_t secondLimit;
+};
+static_assert(sizeof(MaxBandwidthRequest) == 40);
+static_assert(offsetof(MaxBandwidthRequest, firstLimit) == 32);
+static_assert(offsetof(MaxBandwidthRequest, secondLimit) == 36);
+
+// At most the first 12 characters of text, a ':' after every second one (the last included), the
+// terminator at position 17 over the colon after a sixth pair. Neither the characters nor their
+// case are looked at; mac is the zeroed 32-byte area, so a shorter text ends at its last colon.
+void colon_form(const char* text, char* mac) {
+    uint32_t at = 0;
+    for (uint32_t i = 0; i < 12 && text[i] != '\0'; ++i) {
+        mac[at++] = text[i];
+        if (i % 2 == 1) mac[at++] = ':';
+    }
+    mac[17] = '\0';
+}
+
+}  // namespace
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth(JNIEnv* env, jobject,
+                                                                                        jstring jMac, jint first,
+                                                                                        jint second) {
+    char reply[kMaxBandwidthReplySize] = {};
+    char mac[kMacAreaSize] = {};
+    if (JavaText text(env, jMac); text) colon_form(text.get(), mac);  // a null MAC goes on empty
+    zxjni::trace(__LINE__, "%s", kSetMaxBandwidthEntry);
+    MaxBandwidthRequest request;
+    ZX_OS_MemSet_S(&request, sizeof(request), 0, sizeof(request));
+    if (std::strlen(mac) + 1 > kMacAreaSize) return nullptr;
+    ZX_OS_StrNCpy_S(request.mac, kMacAreaSize, mac, kMacAreaSize - 1);
+    request.firstLimit = u32(first);
+    request.secondLimit = u32(second);
+    uint32_t result = APPM_JNI_MSG_RpcCall(kSetDevMaxBandwidth, &request, sizeof(request), reply, sizeof(reply));
+    if (result == 1) return nullptr;
+    reply[sizeof(reply) - 1] = '\0';  // a reply that fills the buffer ends inside it
+    return char2jstring(env, reply);
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth(JNIEnv* env, jobject,
+                                                                                        jstring jMac) {
+    char reply[kMaxBandwidthReplySize] = {};
+    char mac[kMacAreaSize] = {};
+    zxjni::trace_entry("lanGetDevMaxBandwidth", __LINE__);
+    if (JavaText text(env, jMac); text) {
+        ZX_OS_Printf("\r\n str  = %s\r\n", text.get());
+        colon_form(text.get(), mac);
+    }
+    zxjni::trace(__LINE__, "\r\n  lanSetDevMaxBandwidth pcMac  = %s \r\n", mac);
+    uint32_t result =
+        APPM_JNI_MSG_RpcCall(kGetDevMaxBandwidth, mac, static_cast<uint32_t>(std::strlen(mac)), reply, sizeof(reply));
+    zxjni::trace(__LINE__, "\r\n call GetDevMaxBand finished ret  = %u\r\n", result);
+    if (result == 1) return nullptr;
+    reply[sizeof(reply) - 1] = '\0';
+    return char2jstring(env, reply);
 }

@@ -153,6 +153,8 @@ const std::set<std::string> kFunctions = {
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetWLanInfo",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_LedSetState",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStatus",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth",
     // Doubly-linked list
     "MakeNode",
     "FreeNode",
