@@ -17,4 +17,12 @@
 #define ZX_SIM_WLAN_BAD_VALUE 0xF7603002u /* a value the setting does not take (width, channel, hide, LED) */
 #define ZX_SIM_WLAN_NO_SSID 0xF760300Au   /* no SSID with that index */
 
+/* What the simulated broadband and configuration services answer for LAN hosts, NAT rules and HTTP
+ * forwarding requests they refuse. */
+#define ZX_SIM_LAN_NO_HOST 0xF7302D01u    /* no LAN host with that MAC or name */
+#define ZX_SIM_LAN_BAD_VALUE 0xF7302D02u  /* a switch that is neither 0 nor 1, an unknown operation */
+#define ZX_SIM_NAT_EXISTS 0xF7103A01u     /* the NAT rule is there already */
+#define ZX_SIM_NAT_MISSING 0xF7103A02u    /* no such NAT rule to delete */
+#define ZX_SIM_FWD_NOT_INIT 0xF7307001u   /* HTTP forwarding was not initialised */
+
 #endif

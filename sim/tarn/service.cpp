@@ -17,7 +17,8 @@ namespace zxsim {
 
 const ServiceDef& tarn_service() {
     static const CommandFamily* const kFamilies[] = {&tarn::kVpnFamily, &tarn::kDnsFamily, &tarn::kTrafficFamily,
-                                                     &tarn::kDeviceInfoFamily};
+                                                     &tarn::kDeviceInfoFamily, &tarn::kLanHostsFamily,
+                                                     &tarn::kHttpForwardFamily};
     static const ServiceDef kDef{ZX_TARN_ENDPOINT, kFamilies};
     return kDef;
 }
