@@ -15,6 +15,7 @@
 #include "zx_velm_jni_api.h"
 #include "zx_velm_usb.h"
 #include "zx_wire_wifi.h"
+#include "zx_tern_jni_api.h"
 #include "zx_zel_jni_api.h"
 
 using zxjni::Binding;
@@ -418,7 +419,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetPortStat
 // ---------------------------------------------------------------------------------------------
 // LAN devices: the per-device maximum bandwidth, asked of the application-management process
 // directly. Java hands the MAC as bare digits (001122AABBCC); the request carries it in colon
-// form.
+// form (TransferMacFormat: at most 12 characters, a ':' after each pair, the terminator at 17; the
+// zeroed area ends a shorter text).
 // ---------------------------------------------------------------------------------------------
 
 namespace {
@@ -441,18 +443,6 @@ static_assert(sizeof(MaxBandwidthRequest) == 40);
 static_assert(offsetof(MaxBandwidthRequest, firstLimit) == 32);
 static_assert(offsetof(MaxBandwidthRequest, secondLimit) == 36);
 
-// At most the first 12 characters of text, a ':' after every second one (the last included), the
-// terminator at position 17 over the colon after a sixth pair. Neither the characters nor their
-// case are looked at; mac is the zeroed 32-byte area, so a shorter text ends at its last colon.
-void colon_form(const char* text, char* mac) {
-    uint32_t at = 0;
-    for (uint32_t i = 0; i < 12 && text[i] != '\0'; ++i) {
-        mac[at++] = text[i];
-        if (i % 2 == 1) mac[at++] = ':';
-    }
-    mac[17] = '\0';
-}
-
 }  // namespace
 
 extern "C" JNIEXPORT jstring JNICALL
@@ -461,7 +451,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBa
                                                                                         jint second) {
     char reply[kMaxBandwidthReplySize] = {};
     char mac[kMacAreaSize] = {};
-    if (JavaText text(env, jMac); text) colon_form(text.get(), mac);  // a null MAC goes on empty
+    if (JavaText text(env, jMac); text) TransferMacFormat(text.get(), mac);  // a null MAC goes on empty
     zxjni::trace(__LINE__, "%s", kSetMaxBandwidthEntry);
     MaxBandwidthRequest request;
     ZX_OS_MemSet_S(&request, sizeof(request), 0, sizeof(request));
@@ -483,7 +473,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBa
     zxjni::trace_entry("lanGetDevMaxBandwidth", __LINE__);
     if (JavaText text(env, jMac); text) {
         ZX_OS_Printf("\r\n str  = %s\r\n", text.get());
-        colon_form(text.get(), mac);
+        TransferMacFormat(text.get(), mac);
     }
     zxjni::trace(__LINE__, "\r\n  lanSetDevMaxBandwidth pcMac  = %s \r\n", mac);
     uint32_t result =
@@ -492,4 +482,385 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBa
     if (result == 1) return nullptr;
     reply[sizeof(reply) - 1] = '\0';
     return char2jstring(env, reply);
+}
+
+// ---------------------------------------------------------------------------------------------
+// LAN hosts: the host list, access permissions, black lists, bandwidth, statistics
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+// What Java receives when a host's counters cannot be had.
+constexpr const char* kLanFailure = "{\"Result\":-1, \"FailReason\":\"\"}";
+constexpr uint32_t kBlacklist = zxjni::HeapBinding::kBlacklistSize;
+// This binding's entry text names a package path of its own.
+constexpr const char* kAccessPermissionEntry =
+    "\r\n Java_com_telcora_nodalis_impl_BaseServiceJNIMethods_lanSetDevAccessPermission called \r\n";
+
+}  // namespace
+
+// The host list comes back as a text the API allocated; its presence, not the code, decides.
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(JNIEnv* env, jobject) {
+    char* info = nullptr;
+    uint32_t code = ZX_JNI_lanGetNetInfo(&info);
+    zxjni::trace(__LINE__, " lanGetNetInfo ret: %u\r\n", code);
+    if (!info) {
+        char empty[64] = {};
+        return char2jstring(env, empty);
+    }
+    jstring text = char2jstring(env, info);
+    zxjni::trace(__LINE__, "[JNI_lanGetNetInfo] pcInfoStr=[%s]\r\n", info);
+    ZX_OS_MemFreeD(info, kBaseServiceFile, __LINE__);  // the gateway's free() of the API's copy
+    return text;
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevAccessPermission(JNIEnv* env, jobject,
+                                                                                            jstring jDevice, jint b1,
+                                                                                            jboolean b2) {
+    JavaText device(env, jDevice);
+    if (!device) {
+        zxjni::last_word(__LINE__, 1);
+        return char2jstring(env, "1");  // no trace at all
+    }
+    Binding<64, zxjni::OnFailure::CodeText> b(env, __LINE__, kAccessPermissionEntry);
+    b.trace(__LINE__, "\r\n str = %s\r\n", device.get());
+    b.trace(__LINE__, "\r\n b1 = %u\r\n", u32(b1));
+    b.trace(__LINE__, "\r\n b2 = %u\r\n", static_cast<uint32_t>(b2));
+    uint32_t code = ZX_JNI_lanSetDevAccessPermission(device.get(), b1, b2 ? 1 : 0, b.buf(), b.size());
+    // Here the code replaces the reply before the result is traced.
+    zxjni::detail::apply_failure_rule(zxjni::OnFailure::CodeText, b.buf(), b.size(), code);
+    b.trace(__LINE__, "lanSetDevAccessPermission ret: %u buff:%s", code, b.buf());
+    return char2jstring(env, b.buf());
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(JNIEnv* env,
+                                                                                                   jobject) {
+    zxjni::HeapBinding b(env, "lanGetDevInternetAccessBlacklist", __LINE__, kBlacklist,
+                         __LINE__);  // the block's own line
+    if (!b) return b.no_block(__LINE__);
+    b.clear();
+    uint32_t code = ZX_JNI_lanGetDevInternetAccessBlacklist(b.buf(), b.size());
+    return b.finish(code, __LINE__, "lanGetDevInternetAccessBlacklist ret: %u buff:%s");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevStorageAccessBlacklist(JNIEnv* env,
+                                                                                                  jobject) {
+    zxjni::HeapBinding b(env, "lanGetDevStorageAccessBlacklist", __LINE__, kBlacklist,
+                         __LINE__);  // the block's own line
+    if (!b) return b.no_block(__LINE__);
+    b.clear();
+    uint32_t code = ZX_JNI_lanGetDevStorageAccessBlacklist(b.buf(), b.size());
+    return b.finish(code, __LINE__, "lanGetDevStorageAccessBlacklist ret:%u buff:%s");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevBandwidth(JNIEnv* env, jobject) {
+    Binding<128> b(env, "lanGetDevBandwidth", __LINE__);
+    uint32_t code = ZX_JNI_lanGetDevBandwidth(b.buf(), b.size());
+    return b.finish(code, __LINE__, " lanGetDevBandwidth ret: %u buff:%s");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(JNIEnv* env, jobject,
+                                                                                       jint b1) {
+    Binding<128, zxjni::OnFailure::CodeText> b(env, "lanSetDevStatsStatus", __LINE__);
+    b.trace(__LINE__, "\r\n  b1 = %u \r\n", u32(b1));
+    uint32_t code = ZX_JNI_lanSetDevStatsStatus(b1, b.buf(), b.size());
+    return b.finish(code, __LINE__, " lanSetDevStatsStatus ret: %u buff:%s");
+}
+
+// One host's traffic counters; a failure is the fixed failure text, never null.
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(JNIEnv* env, jobject, jstring jMac) {
+    char buf[180] = {};
+    JavaText mac(env, jMac);
+    if (!mac) {
+        zxjni::last_word(__LINE__, 1);
+        return char2jstring(env, kLanFailure);
+    }
+    kBaseService.trace_at(222, zxtrace::Line(__LINE__),
+                          "Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats,Macaddress:%s\r\n",
+                          mac.get());
+    uint32_t code = ZX_JNI_GetLANHostStats(mac.get(), buf, sizeof(buf));
+    kBaseService.trace_at(222, zxtrace::Line(__LINE__), "OutPut:%s\r\n", buf);
+    mac.reset();
+    if (code != 0) {
+        zxjni::last_word(__LINE__, code);
+        return char2jstring(env, kLanFailure);
+    }
+    return char2jstring(env, buf);
+}
+
+// ---------------------------------------------------------------------------------------------
+// WAN and L2TP tunnels, the gateway's IP addresses and WAN access rules
+// ---------------------------------------------------------------------------------------------
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetIpAddr(JNIEnv* env, jobject) {
+    Binding<512> b(env, "sysGetIpAddr", __LINE__);
+    uint32_t code = ZX_JNI_sysGetIpAddr(b.buf(), b.size());
+    return b.finish(code, __LINE__, " sysGetIpAddr ret: %u buff:%s \r\n");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetIfStats(JNIEnv* env, jobject) {
+    Binding<128> b(env, "wanGetIfStats", __LINE__);
+    uint32_t code = ZX_JNI_wanGetIfStats(b.buf(), b.size());
+    return b.finish(code, __LINE__, " wanGetIfStats ret: %u buff:%s");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetPppoeAccount(JNIEnv* env, jobject) {
+    Binding<128> b(env, "wanGetPppoeAccount", __LINE__);
+    uint32_t code = ZX_JNI_wanGetPppoeAccount(b.buf(), b.size());
+    b.trace(__LINE__, " wanGetPppoeAccount ret: %u", code);  // the account name is not traced
+    return b.answer(code);
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanCreateL2tpTunnel(JNIEnv* env, jobject,
+                                                                                      jstring jServer, jstring jUser,
+                                                                                      jstring jPassword) {
+    JavaText server(env, jServer);
+    JavaText user(env, jUser);
+    SecretText password(env, jPassword);
+    if (!server || !user || !password) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    Binding<64> b(env, "wanCreateL2tpTunnel", __LINE__);
+    b.trace(__LINE__, "\r\n str = %s \r\n", server.get());
+    b.trace(__LINE__, "\r\n str2 = %s \r\n", user.get());
+    b.trace(__LINE__, "\r\n str3 = %s \r\n", password.get());
+    uint32_t code = ZX_JNI_wanCreateL2tpTunnel(server.get(), user.get(), password.get(), b.buf(), b.size());
+    return b.finish(code, __LINE__, " wanCreateL2tpTunnel ret: %u buff:%s");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanRemoveL2tpTunnel(JNIEnv* env, jobject,
+                                                                                      jstring jTunnel) {
+    JavaText tunnel(env, jTunnel);
+    if (!tunnel) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    Binding<64> b(env, "wanRemoveL2tpTunnel", __LINE__);
+    b.trace(__LINE__, "\r\n str = %s \r\n", tunnel.get());
+    uint32_t code = ZX_JNI_wanRemoveL2tpTunnel(tunnel.get(), b.buf(), b.size());
+    return b.finish(code, __LINE__, " wanRemoveL2tpTunnel ret: %u buff:%s");
+}
+
+namespace {
+
+// The String[] of the attach and detach natives as one text: the non-null elements joined by ",",
+// a "," after every converted element but the one at the last index. The block holds 64 bytes per
+// element, zero-filled; a text that does not fit is cut at the block's last byte. Empty when the
+// block cannot be had (an empty array asks for 0 bytes).
+PlatformBuffer address_list(JNIEnv* env, jobjectArray jAddresses, uint32_t allocLine) {
+    zxjni::StringArrayArg addresses(env, jAddresses);
+    const uint32_t n = static_cast<uint32_t>(addresses.length());
+    const uint32_t size = n * 64;
+    PlatformBuffer list(size, kBaseServiceFile, allocLine);
+    if (!list) return list;
+    uint32_t used = 0;
+    auto append = [&](const char* text) {
+        const uint32_t space = size - used;  // used stays below size: the formatter stores at most space - 1
+        int32_t written = ZX_OS_Snprintf_S(list.get() + used, space, space, "%s", text);
+        if (written > 0) used += static_cast<uint32_t>(written);
+    };
+    for (uint32_t i = 0; i < n; ++i) {
+        JavaText text = addresses.text(static_cast<jsize>(i));
+        if (!text) continue;  // no text, no separator
+        kBaseService.trace(zxtrace::Line(__LINE__), " jobjectbyte%u is %s[%u] ", i, text.get(),
+                           static_cast<uint32_t>(std::strlen(text.get())));
+        append(text.get());
+        if (i + 1 < n) append(",");
+    }
+    return list;
+}
+
+}  // namespace
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanAttachL2tpTunnel(JNIEnv* env, jobject,
+                                                                                      jstring jTunnel,
+                                                                                      jobjectArray jAddresses) {
+    Binding<128> b(env, "wanAttachL2tpTunnel", __LINE__);
+    JavaText tunnel(env, jTunnel);
+    if (!tunnel) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    b.trace(__LINE__, " Tunel = %s  ", tunnel.get());
+    PlatformBuffer list = address_list(env, jAddresses, __LINE__);
+    if (!list) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    const uint32_t length = static_cast<uint32_t>(std::strlen(list.get()));
+    uint32_t code = ZX_JNI_wanAttachL2tpTunnel(tunnel.get(), list.get(), length, b.buf(), b.size());
+    return b.finish(code, __LINE__, " ZX_JNI_wanAttachL2tpTunnel ret: %u buff:%s");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanDetachL2tpTunnel(JNIEnv* env, jobject,
+                                                                                      jstring jTunnel,
+                                                                                      jobjectArray jAddresses) {
+    Binding<64> b(env, "wanDetachL2tpTunnel", __LINE__);
+    JavaText tunnel(env, jTunnel);
+    if (!tunnel) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    b.trace(__LINE__, "Tunel = %s \r\n", tunnel.get());
+    PlatformBuffer list = address_list(env, jAddresses, __LINE__);
+    if (!list) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    const uint32_t length = static_cast<uint32_t>(std::strlen(list.get()));
+    uint32_t code = ZX_JNI_wanDetachL2tpTunnel(tunnel.get(), list.get(), length, b.buf(), b.size());
+    return b.finish(code, __LINE__, " ZX_JNI_wanDetachL2tpTunnel ret: %u  buff:%s");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetL2tpTunnelStatus(JNIEnv* env, jobject,
+                                                                                         jstring jTunnel) {
+    JavaText tunnel(env, jTunnel);
+    if (!tunnel) {
+        zxjni::last_word(__LINE__, 1);
+        return nullptr;
+    }
+    Binding<64> b(env, "wanGetL2tpTunnelStatus", __LINE__);
+    b.trace(__LINE__, "\r\n str = %s \r\n", tunnel.get());
+    uint32_t code = ZX_JNI_wanGetL2tpTunnelStatus(tunnel.get(), b.buf(), b.size());
+    return b.finish(code, __LINE__, " wanGetL2tpTunnelStatus ret: %u buff:%s");
+}
+
+namespace {
+
+// The add and delete natives: the operation first (1 add, 0 delete); -1 for a missing text or any
+// failure.
+jint access_rule(JNIEnv* env, uint32_t operation, jstring jAddress1, jstring jAddress2, jint port, jstring jText3,
+                 const char* argumentsTrace) {
+    JavaText address1(env, jAddress1);
+    if (!address1) return -1;
+    JavaText address2(env, jAddress2);
+    if (!address2) return -1;
+    JavaText text3(env, jText3);
+    if (!text3) return -1;
+    kBaseService.trace(zxtrace::Line(__LINE__), argumentsTrace, address1.get(), address2.get(), u32(port),
+                       text3.get());
+    uint32_t code = ZX_JNI_ipcSetNatInfo(operation, address1.get(), address2.get(), u32(port), text3.get());
+    return zxjni::int_result(code);
+}
+
+}  // namespace
+
+extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_addWANAccessRule(
+    JNIEnv* env, jobject, jstring jAddress1, jstring jAddress2, jint port, jstring jText3) {
+    zxjni::IntBinding b("addWANAccessRule", __LINE__);
+    return access_rule(env, 1, jAddress1, jAddress2, port, jText3,
+                       "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_addWANAccessRule called :%s %s "
+                       "%u %s\r\n");
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_deleteWANAccessRule(JNIEnv* env, jobject,
+                                                                                      jstring jAddress1,
+                                                                                      jstring jAddress2, jint port,
+                                                                                      jstring jText3) {
+    zxjni::IntBinding b("deleteWANAccessRule", __LINE__);
+    return access_rule(env, 0, jAddress1, jAddress2, port, jText3,
+                       "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_deleteWANAccessRule called :%s "
+                       "%s %u %s\r\n");
+}
+
+// ---------------------------------------------------------------------------------------------
+// HTTP forwarding: Java learns "0" or "-1" only.
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr jsize kForwardListMax = 32;  // entries of either list the service is given at most
+
+// One forwarding list: element i of the array is entry i, null where the element is null or does
+// not convert. The texts are released with the list.
+class ForwardList {
+public:
+    ForwardList(const zxjni::StringArrayArg& array, jsize count) {
+        for (jsize i = 0; i < count; ++i) {
+            texts_[i] = array.text(i);
+            entries_[i] = texts_[i].data();
+        }
+    }
+    char* entry(jsize i) const { return entries_[i]; }
+    char** entries() { return entries_; }
+
+private:
+    JavaText texts_[kForwardListMax];
+    char* entries_[kForwardListMax] = {};
+};
+
+}  // namespace
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStart(
+    JNIEnv* env, jobject, jint ssid, jint defaultForwardPort, jobjectArray jWhite, jobjectArray jAlways,
+    jint alwaysForwardPort, jboolean denyOtherPackage) {
+    zxjni::StringArrayArg white(env, jWhite);
+    zxjni::StringArrayArg always(env, jAlways);
+    zxjni::trace(__LINE__, "\r\n jniHttpForwardStart called \r\n");
+    zxjni::trace(__LINE__, "\r\n ssid = %u \r\n", u32(ssid));
+    zxjni::trace(__LINE__, "\r\n defaultForwardPort = %u \r\n", u32(defaultForwardPort));
+    zxjni::trace(__LINE__, "\r\n alwaysForwardPort = %u \r\n", u32(alwaysForwardPort));
+    zxjni::trace(__LINE__, "\r\n denyOtherPackage = %u \r\n", static_cast<uint32_t>(denyOtherPackage));
+    if (white.length() > kForwardListMax || always.length() > kForwardListMax) {
+        zxjni::trace(__LINE__, "\r\n uiWhiteAddrCount or uiAlwaysFwdCount is too long called \r\n");
+        return char2jstring(env, "-1");
+    }
+    ForwardList whiteList(white, white.length());
+    for (jsize i = 0; i < white.length(); ++i) {
+        const char* entry = whiteList.entry(i);
+        if (entry) zxjni::trace(__LINE__, "\r\n whitedstAddr%u=%s \r\n", static_cast<uint32_t>(i), entry);
+    }
+    ForwardList alwaysList(always, always.length());
+    for (jsize i = 0; i < always.length(); ++i) {
+        const char* entry = alwaysList.entry(i);
+        zxjni::trace(__LINE__, "\r\n apcAlwaysFwd%u=%s \r\n", static_cast<uint32_t>(i), entry ? entry : "(null)");
+    }
+    uint32_t code = ZX_JNI_httpForwardStart(u32(ssid), u32(defaultForwardPort), whiteList.entries(),
+                                            static_cast<uint32_t>(white.length()), alwaysList.entries(),
+                                            static_cast<uint32_t>(always.length()), u32(alwaysForwardPort),
+                                            denyOtherPackage ? 1 : 0);
+    return char2jstring(env, code != 0 ? "-1" : "0");
+}
+
+// Admits every source address of the list; only the last one's result reaches Java.
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardAttachAuth(JNIEnv* env, jobject,
+                                                                                           jobjectArray jList,
+                                                                                           jboolean jbSwitch) {
+    zxjni::StringArrayArg list(env, jList);
+    zxjni::trace(__LINE__, "\r\n\r\n");
+    zxjni::trace(__LINE__, "\r\n jniHttpForwardAttachAuth called \r\n");
+    zxjni::trace(__LINE__, "\r\n jbSwitch  = %u\r\n", static_cast<uint32_t>(jbSwitch));
+    if (!jbSwitch || list.length() == 0) return char2jstring(env, "0");
+    uint32_t result = 0;
+    for (jsize i = 0; i < list.length(); ++i) {
+        JavaText address = list.text(i);
+        result = address ? ZX_JNI_httpForwardSetAuth(address.get()) : 1;
+    }
+    return char2jstring(env, result != 0 ? "-1" : "0");
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop(JNIEnv* env, jobject) {
+    zxjni::trace(__LINE__, "\r\n jniHttpForwardStop called \r\n");
+    (void)ZX_JNI_httpForwardStop();  // Java is told "0" whatever happened
+    return char2jstring(env, "0");
 }

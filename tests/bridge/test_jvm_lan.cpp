@@ -4,6 +4,7 @@
 // null and hostile arguments.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -21,6 +22,21 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
     JNIEnv*, jobject, jstring, jint, jint);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth(
     JNIEnv*, jobject, jstring);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(JNIEnv*,
+                                                                                                          jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevAccessPermission(
+    JNIEnv*, jobject, jstring, jint, jboolean);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(JNIEnv*, jobject);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevStorageAccessBlacklist(JNIEnv*, jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevBandwidth(JNIEnv*,
+                                                                                                               jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(
+    JNIEnv*, jobject, jint);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(JNIEnv*,
+                                                                                                            jobject,
+                                                                                                            jstring);
 }
 
 namespace {
@@ -189,6 +205,214 @@ TEST_F(MaxBandwidth, FailedCallsAreNull) {
     std::vector<std::string> expected = get_traces("00:11:22:AA:BB:CC", 1);
     expected.insert(expected.begin() + 2, zxtest::L1("../velm/zx_velm_jni_api", 232, 1));  // the wrapper's record
     EXPECT_EQ(take_records(), expected);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Access permissions, statistics switch, black lists, bandwidth, host counters, host list
+// ---------------------------------------------------------------------------------------------
+
+constexpr uint32_t kAccessPermission = 0x47103047;
+constexpr uint32_t kInternetBlacklist = 0x47103048;
+constexpr uint32_t kStorageBlacklist = 0x47103049;
+constexpr uint32_t kBandwidth = 0x47103050;
+constexpr uint32_t kStatsStatus = 0x4710304D;
+constexpr uint32_t kHostStats = 0x47302D15;
+constexpr uint32_t kHostNum = 0x47302005;
+constexpr const char* kFailure = "{\"Result\":-1, \"FailReason\":\"\"}";
+
+class LanHosts : public LanBindings {
+protected:
+    std::string answer_of(jstring s) {
+        if (!s) return "<null>";
+        std::u16string t = zxtest::utf16_of(env_, s);
+        env_->DeleteLocalRef(s);
+        return std::string(t.begin(), t.end());
+    }
+    // The binding's own records.
+    static std::vector<std::string> mine() {
+        std::vector<std::string> out;
+        for (const std::string& r : take_records())
+            if (r.find(" baseservice_jni ") != std::string::npos) out.push_back(r);
+        return out;
+    }
+    std::string permission(const char* dev, jint b1, jboolean b2) {
+        return answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevAccessPermission(
+            env_, nullptr, dev ? jtext(dev) : nullptr, b1, b2));
+    }
+    static Bytes permission_request(const std::string& dev, const std::string& first, const std::string& second) {
+        Bytes b(48, 0);
+        std::memcpy(&b[0], dev.data(), dev.size());
+        std::memcpy(&b[16], first.data(), first.size());
+        std::memcpy(&b[32], second.data(), second.size());
+        return b;
+    }
+};
+
+TEST_F(LanHosts, PermissionSendsOnAndOff) {
+    ASSERT_TRUE(sim_.inject("app_m", kAccessPermission, zxtest::Fault::status(0)));
+    take_records();
+    EXPECT_EQ(permission("001122AABBCC", 1, JNI_FALSE), "<null>") << "the service wrote no reply";
+    std::vector<zxtest::Received> got = received("app_m");
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].msgId, kAccessPermission);
+    EXPECT_EQ(got[0].data, permission_request("001122AABBCC", "ON", "OFF"));
+    const std::string m = "lanSetDevAccessPermission";
+    EXPECT_EQ(mine(), (std::vector<std::string>{
+                          T(249, kBindings, line_of(m, "kAccessPermissionEntry);"),
+                            "\r\n Java_com_telcora_nodalis_impl_BaseServiceJNIMethods_lanSetDevAccessPermission "
+                            "called \r\n"),
+                          T(249, kBindings, line_of(m, "str = %s"), "\r\n str = 001122AABBCC\r\n"),
+                          T(249, kBindings, line_of(m, "b1 = %u"), "\r\n b1 = 1\r\n"),
+                          T(249, kBindings, line_of(m, "b2 = %u"), "\r\n b2 = 0\r\n"),
+                          T(249, kBindings, line_of(m, "lanSetDevAccessPermission ret"),
+                            "lanSetDevAccessPermission ret: 0 buff:"),
+                      }));
+}
+
+TEST_F(LanHosts, PermissionWithAnInvalidFlagOrAFailingService) {
+    EXPECT_EQ(permission("dev", 2, JNI_TRUE), kFailure) << "the API answers 0 with its failure text";
+    EXPECT_TRUE(received("app_m").empty());
+    ASSERT_TRUE(sim_.inject("app_m", kAccessPermission, zxtest::Fault::status(0xF7700005)));
+    EXPECT_EQ(permission("dev", 0, JNI_TRUE), kFailure);
+    std::vector<zxtest::Received> got = received("app_m");
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].data, permission_request("dev", "OFF", "ON"));
+}
+
+TEST_F(LanHosts, PermissionWithoutADeviceIsOne) {
+    take_records();
+    EXPECT_EQ(permission(nullptr, 1, JNI_TRUE), "1");
+    EXPECT_TRUE(received("app_m").empty());
+    EXPECT_EQ(take_records(), (std::vector<std::string>{zxtest::L1(
+                                  kBindings, line_of("lanSetDevAccessPermission", "last_word(__LINE__, 1)"), 1)}))
+        << "no trace";
+}
+
+TEST_F(LanHosts, StatsSwitchSendsTheValueAsGiven) {
+    ASSERT_TRUE(sim_.inject("app_m", kStatsStatus, zxtest::Fault::status(0)));
+    for (jint value : {1, 0, 7, -1}) {
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(env_, nullptr,
+                                                                                                        value));
+        std::vector<zxtest::Received> got = received("app_m");
+        ASSERT_EQ(got.size(), 1u);
+        Bytes expected(4);
+        std::memcpy(expected.data(), &value, 4);
+        EXPECT_EQ(got[0].data, expected);
+        EXPECT_EQ(got[0].replyCap, 128u);
+    }
+}
+
+TEST_F(LanHosts, StatsSwitchWithAFailingService) {
+    ASSERT_TRUE(sim_.inject("app_m", kStatsStatus, zxtest::Fault::status(0xF7700005)));
+    take_records();
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(
+                  env_, nullptr, 1)),
+              kFailure)
+        << "the API answers 0 with its failure text";
+    const std::string m = "lanSetDevStatsStatus";
+    EXPECT_EQ(mine(), (std::vector<std::string>{
+                          T(249, kBindings, line_of(m, "Binding<128"),
+                            "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus "
+                            "called \r\n"),
+                          T(249, kBindings, line_of(m, "b1 = %u"), "\r\n  b1 = 1 \r\n"),
+                          T(249, kBindings, line_of(m, "lanSetDevStatsStatus ret"),
+                            std::string(" lanSetDevStatsStatus ret: 0 buff:") + kFailure),
+                      }));
+}
+
+TEST_F(LanHosts, BlacklistsAndBandwidthPassTheFailureText) {
+    for (uint32_t id : {kInternetBlacklist, kStorageBlacklist, kBandwidth})
+        ASSERT_TRUE(sim_.inject("app_m", id, zxtest::Fault::status(0xF7103005)));
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(
+                  env_, nullptr)),
+              kFailure);
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevStorageAccessBlacklist(
+                  env_, nullptr)),
+              kFailure);
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevBandwidth(env_,
+                                                                                                            nullptr)),
+              kFailure);
+    std::vector<zxtest::Received> got = received("app_m");
+    ASSERT_EQ(got.size(), 3u);
+    EXPECT_EQ(got[0].msgId, kInternetBlacklist);
+    EXPECT_EQ(got[0].replyCap, 2048u);
+    EXPECT_EQ(got[1].msgId, kStorageBlacklist);
+    EXPECT_EQ(got[1].replyCap, 2048u);
+    EXPECT_EQ(got[2].msgId, kBandwidth);
+    std::vector<std::string> records = mine();
+    EXPECT_NE(std::find(records.begin(), records.end(),
+                        T(249, kBindings, line_of("lanGetDevStorageAccessBlacklist", "ret:%u"),
+                          std::string("lanGetDevStorageAccessBlacklist ret:0 buff:") + kFailure)),
+              records.end());
+}
+
+TEST_F(LanHosts, BlacklistWithoutItsBlockIsNull) {
+    const std::string m = "lanGetDevInternetAccessBlacklist";
+    zxhost::alloc_fail_at(kBindings, line_of(m, "the block's own line"));
+    take_records();
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(
+                  env_, nullptr)),
+              "<null>");
+    EXPECT_TRUE(received("app_m").empty());
+    EXPECT_EQ(take_records(),
+              (std::vector<std::string>{
+                  T(249, kBindings, line_of(m, "HeapBinding b("),
+                    "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + m + " called \r\n"),
+                  zxtest::L1(kBindings, line_of(m, "no_block(__LINE__)"), 1),
+              }));
+}
+
+TEST_F(LanHosts, HostCountersByMac) {
+    ASSERT_TRUE(sim_.inject("tarn", kHostStats, zxtest::Fault::status(0)));
+    take_records();
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(
+                  env_, nullptr, jtext("00:11:22:aa:bb:cc"))),
+              "{\"Result\":0,\"UsStats\":0,\"DsStats\":0}");
+    std::vector<zxtest::Received> got = received("tarn");
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].msgId, kHostStats);
+    EXPECT_EQ(got[0].data, (Bytes{0x00, 0x11, 0x22, 0xaa, 0xbb, 0xcc}));
+    const std::string m = "getLANHostStats";
+    EXPECT_EQ(mine(), (std::vector<std::string>{
+                          T(222, kBindings, line_of(m, "trace_at(222"),
+                            "Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats,Macaddress:"
+                            "00:11:22:aa:bb:cc\r\n"),
+                          T(222, kBindings, line_of(m, "OutPut:%s"),
+                            "OutPut:{\"Result\":0,\"UsStats\":0,\"DsStats\":0}\r\n"),
+                      }));
+}
+
+TEST_F(LanHosts, HostCountersFailedOrWithoutAMac) {
+    take_records();
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(
+                  env_, nullptr, nullptr)),
+              kFailure);
+    EXPECT_TRUE(received("tarn").empty());
+    EXPECT_EQ(mine(), (std::vector<std::string>{zxtest::L1(
+                          kBindings, line_of("getLANHostStats", "last_word(__LINE__, 1)"), 1)}));
+    ASSERT_TRUE(sim_.inject("tarn", kHostStats, zxtest::Fault::status(0xF7302001)));
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(
+                  env_, nullptr, jtext("zz"))),
+              kFailure);
+    std::vector<zxtest::Received> got = received("tarn");
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].data, Bytes(6, 0)) << "an unparsed MAC is six zero bytes";
+    std::vector<std::string> records = mine();
+    ASSERT_FALSE(records.empty());
+    EXPECT_EQ(records.back(), zxtest::L1(kBindings, line_of("getLANHostStats", "last_word(__LINE__, code)"), 0xF7302001));
+}
+
+TEST_F(LanHosts, NoHostsIsTheEmptyList) {
+    ASSERT_TRUE(sim_.inject("tarn", kHostNum, zxtest::Fault::status(0)));
+    take_records();
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(env_, nullptr)),
+              "{\"Result\":0,\"Info\":[] }");
+    EXPECT_TRUE(received("app_m").empty()) << "the list is not asked for";
+    EXPECT_EQ(mine(), (std::vector<std::string>{
+                          T(249, kBindings, line_of("lanGetNetInfo", "lanGetNetInfo ret"), " lanGetNetInfo ret: 0\r\n"),
+                          T(249, kBindings, line_of("lanGetNetInfo", "pcInfoStr=[%s]"),
+                            "[JNI_lanGetNetInfo] pcInfoStr=[{\"Result\":0,\"Info\":[] }]\r\n"),
+                      }));
 }
 
 }  // namespace
