@@ -415,4 +415,27 @@ TEST_F(LanHosts, NoHostsIsTheEmptyList) {
                       }));
 }
 
+TEST_F(LanHosts, HostListOfTheProfile) {
+    take_records();
+    std::string list =
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(env_, nullptr));
+    EXPECT_NE(list.find("00:1A:2B:00:10:01"), std::string::npos) << list;
+    EXPECT_NE(list.find("laptop"), std::string::npos) << list;
+    EXPECT_EQ(mine(), (std::vector<std::string>{
+                          T(249, kBindings, line_of("lanGetNetInfo", "lanGetNetInfo ret"), " lanGetNetInfo ret: 0\r\n"),
+                          T(249, kBindings, line_of("lanGetNetInfo", "pcInfoStr=[%s]"),
+                            "[JNI_lanGetNetInfo] pcInfoStr=[" + list + "]\r\n"),
+                      }));
+}
+
+TEST_F(LanHosts, HostListWithoutItsCopyIsNull) {
+    // The API's copy of the service's text cannot be had: no text comes back.
+    zxhost::alloc_fail_at("zx_os_mem", zxtest::source_line_after("platform/mem.cpp", "ZX_OS_StrDup(", "allocate("));
+    take_records();
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(env_, nullptr)),
+              "<null>");
+    EXPECT_EQ(mine(), (std::vector<std::string>{T(249, kBindings, line_of("lanGetNetInfo", "lanGetNetInfo ret"),
+                                                  " lanGetNetInfo ret: 1\r\n")}));
+}
+
 }  // namespace

@@ -377,4 +377,19 @@ TEST_F(WanBindings, IpAddressesFailedAreTheFailureText) {
         << "the API answers 0 with its failure text";
 }
 
+TEST_F(WanBindings, IpAddressesOfTheProfile) {
+    take_records();
+    std::string answer =
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetIpAddr(env_, nullptr));
+    EXPECT_EQ(answer.rfind("{", 0), 0u) << answer;
+    EXPECT_NE(answer.find("100.64.12.34"), std::string::npos) << answer;
+    EXPECT_EQ(take_records(),
+              (std::vector<std::string>{
+                  T(249, kBindings, line_of("sysGetIpAddr", "Binding<512> b("),
+                    "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetIpAddr called \r\n"),
+                  T(249, kBindings, line_of("sysGetIpAddr", "sysGetIpAddr ret"),
+                    " sysGetIpAddr ret: 0 buff:" + answer + " \r\n"),
+              }));
+}
+
 }  // namespace
