@@ -206,11 +206,10 @@ extern "C" uint32_t ZX_JNI_MacStrToArr(const char* pcMacText, uint8_t aucMac[6])
 extern "C" void TransferMacFormat(const char* pcSrc, char* pcDst) {
     size_t n = strnlen(pcSrc, 12);
     size_t o = 0;
-    // Whole pairs: an odd last digit is followed by the source's own terminator.
-    for (size_t i = 0; i < n; i += 2) {
+    // A colon after every second character; the one after the sixth pair is the terminator's place.
+    for (size_t i = 0; i < n; ++i) {
         pcDst[o++] = pcSrc[i];
-        pcDst[o++] = pcSrc[i + 1];
-        pcDst[o++] = ':';
+        if (i % 2 == 1) pcDst[o++] = ':';
     }
     pcDst[17] = '\0';
 }
