@@ -206,11 +206,10 @@ extern "C" uint32_t ZX_JNI_MacStrToArr(const char* pcMacText, uint8_t aucMac[6])
 extern "C" void TransferMacFormat(const char* pcSrc, char* pcDst) {
     size_t n = strnlen(pcSrc, 12);
     size_t o = 0;
-    // Whole pairs: an odd last digit is followed by the source's own terminator.
-    for (size_t i = 0; i < n; i += 2) {
+    // A colon after every second character; the one after the sixth pair is the terminator's place.
+    for (size_t i = 0; i < n; ++i) {
         pcDst[o++] = pcSrc[i];
-        pcDst[o++] = pcSrc[i + 1];
-        pcDst[o++] = ':';
+        if (i % 2 == 1) pcDst[o++] = ':';
     }
     pcDst[17] = '\0';
 }
@@ -349,8 +348,9 @@ extern "C" uint32_t ZX_JNI_httpForwardStart(uint32_t uiSsid, uint32_t uiDefaultF
     kTernApi.trace(Line(__LINE__), "%s", "ZX_JNI_httpForwardStart called");
     uint32_t code = tarn_command(ZX_TARN_RPC_HTTP_FORWARD_INIT, &kZeroWord, sizeof kZeroWord);
     if (code != 0)
-        return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_INIT return failed", code, Line(__LINE__),
-                          Line(__LINE__));
+        return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_INIT return failed", code,
+                                  Line(__LINE__),  // the trace
+                                  Line(__LINE__));  // the last word
     // A failing step stops the start; what was sent before stays with the service.
     for (uint32_t i = 0; i < uiWhiteCount; ++i) {
         const char* entry = ppcWhiteList[i];
@@ -359,8 +359,9 @@ extern "C" uint32_t ZX_JNI_httpForwardStart(uint32_t uiSsid, uint32_t uiDefaultF
         code = tarn_command(ZX_TARN_RPC_HTTP_FORWARD_ADD_WHITENAME_LIST, entry,
                             static_cast<uint32_t>(std::strlen(entry)));
         if (code != 0)
-            return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_ADD_WHITENAME_LIST return failed", code, Line(__LINE__),
-                          Line(__LINE__));
+            return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_ADD_WHITENAME_LIST return failed", code,
+                                  Line(__LINE__),  // the trace
+                                  Line(__LINE__));  // the last word
     }
     for (uint32_t i = 0; i < uiAlwaysCount; ++i) {
         const char* entry = ppcAlwaysList[i];
@@ -374,8 +375,8 @@ extern "C" uint32_t ZX_JNI_httpForwardStart(uint32_t uiSsid, uint32_t uiDefaultF
         code = tarn_command(ZX_TARN_RPC_HTTP_FORWARD_SET_ALWAYS_FORWARD_RULE, &rule, sizeof rule);
         if (code != 0)
             return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_SET_ALWAYS_FORWARD_RULE return failed", code,
-                                  Line(__LINE__),
-                          Line(__LINE__));
+                                  Line(__LINE__),  // the trace
+                                  Line(__LINE__));  // the last word
     }
     ZX_TARN_DEFAULT_FORWARD_S rule;
     ZX_OS_MemSet_S(&rule, sizeof rule, 0, sizeof rule);
@@ -383,8 +384,9 @@ extern "C" uint32_t ZX_JNI_httpForwardStart(uint32_t uiSsid, uint32_t uiDefaultF
     rule.uiSsid = uiSsid;
     code = tarn_command(ZX_TARN_RPC_HTTP_FORWARD_SET_DEFAULT_FORWARD_RULE, &rule, sizeof rule);
     if (code != 0)
-        return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_SET_DEFAULT_FORWARD_RULE return failed", code, Line(__LINE__),
-                          Line(__LINE__));
+        return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_SET_DEFAULT_FORWARD_RULE return failed", code,
+                                  Line(__LINE__),  // the trace
+                                  Line(__LINE__));  // the last word
     return 0;
 }
 
@@ -410,8 +412,9 @@ extern "C" uint32_t ZX_JNI_httpForwardStop(void) {
     kTernApi.trace(Line(__LINE__), "%s", "ZX_JNI_httpForwardStop called");
     uint32_t code = tarn_command(ZX_TARN_RPC_HTTP_FORWARD_STOP, &kZeroWord, sizeof kZeroWord);
     if (code != 0)
-        return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_STOP return failed", code, Line(__LINE__),
-                          Line(__LINE__));
+        return forward_failed("ZX_TARN_RPC_HTTP_FORWARD_STOP return failed", code,
+                                  Line(__LINE__),  // the trace
+                                  Line(__LINE__));  // the last word
     return 0;
 }
 

@@ -10,6 +10,10 @@
 //                   whose Internet (storage) access is off
 //   bandwidth       {"Result":0,"UsBandwidth":640,"DsBandwidth":5120}: kbit/s of the online hosts
 //   statistics      the switch word (0 or 1, else ZX_SIM_LAN_BAD_VALUE); answers {"Result":0,"Status":1}
+//   max bandwidth   query by the MAC text (colon form, any case, no NUL): {"Result":0,"MAC":"00:1A:2B:00:10:01",
+//                   "UpMaxBandwidth":0,"DownMaxBandwidth":0} (kbit/s, 0: no limit); set by the 40-byte record
+//                   (MAC, upstream then downstream limit), answers {"Result":0}; an unknown MAC is
+//                   ZX_SIM_LAN_NO_HOST
 #include <algorithm>
 #include <cctype>
 #include <optional>
@@ -140,6 +144,45 @@ void stats_status(Call& call) {
     call.reply_text("{\"Result\":0,\"Status\":" + std::to_string(enable) + "}");
 }
 
+// The host whose MAC (12 digits, separators and case aside) is mac; null when none.
+json_object* host_by_mac(json_object* state, const std::string& mac) {
+    json_object* hosts = member(state, "lanHosts", json_type_array);
+    for (size_t i = 0; i < json_object_array_length(hosts); ++i) {
+        json_object* h = json_object_array_get_idx(hosts, i);
+        if (!mac.empty() && bare_mac(text_of(h, "mac")) == bare_mac(mac) && bare_mac(mac).size() == 12) return h;
+    }
+    return nullptr;
+}
+
+void get_max_bandwidth(Call& call) {
+    const std::string mac = call.request_text();
+    std::string answer;
+    call.service().with_state([&](json_object* state) {
+        json_object* h = host_by_mac(state, mac);
+        if (!h) return;
+        answer = "{\"Result\":0,\"MAC\":\"" + text_of(h, "mac") +
+                 "\",\"UpMaxBandwidth\":" + std::to_string(int_of(h, "upMaxBandwidth", 0)) +
+                 ",\"DownMaxBandwidth\":" + std::to_string(int_of(h, "downMaxBandwidth", 0)) + "}";
+    });
+    if (answer.empty()) return call.fail(ZX_SIM_LAN_NO_HOST);
+    call.reply_text(answer);
+}
+
+void set_max_bandwidth(Call& call) {
+    ZX_APPM_DEV_MAX_BANDWIDTH_S req;
+    if (!call.read(req)) return;
+    const std::string mac = field(req.acMac);
+    bool found = call.service().with_state([&](json_object* state) {
+        json_object* h = host_by_mac(state, mac);
+        if (!h) return false;
+        json_object_object_add(h, "upMaxBandwidth", json_object_new_int64(req.uiFirstLimit));
+        json_object_object_add(h, "downMaxBandwidth", json_object_new_int64(req.uiSecondLimit));
+        return true;
+    });
+    if (!found) return call.fail(ZX_SIM_LAN_NO_HOST);
+    call.reply_text("{\"Result\":0}");
+}
+
 constexpr std::initializer_list<Command> kCommands{
     {ZX_APPM_RPC_LAN_GET_NET_INFO, "LanGetNetInfo", host_list},
     {ZX_APPM_RPC_LAN_SET_DEV_ACCESS_PERMISSION, "LanSetDevAccessPermission", set_access},
@@ -147,6 +190,8 @@ constexpr std::initializer_list<Command> kCommands{
     {ZX_APPM_RPC_LAN_GET_STORAGE_BLACKLIST, "LanGetDevStorageAccessBlacklist", storage_black_list},
     {ZX_APPM_RPC_LAN_SET_DEV_STATS_STATUS, "LanSetDevStatsStatus", stats_status},
     {ZX_APPM_RPC_LAN_GET_DEV_BANDWIDTH, "LanGetDevBandwidth", bandwidth},
+    {ZX_APPM_RPC_LAN_GET_DEV_MAX_BANDWIDTH, "LanGetDevMaxBandwidth", get_max_bandwidth},
+    {ZX_APPM_RPC_LAN_SET_DEV_MAX_BANDWIDTH, "LanSetDevMaxBandwidth", set_max_bandwidth},
 };
 static_assert(commands_sorted(kCommands));
 

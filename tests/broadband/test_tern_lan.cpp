@@ -382,10 +382,14 @@ TEST_F(TernMacText, TwelveDigitsToColonForm) {
     std::memset(dst, '#', sizeof dst);
     TransferMacFormat("", dst);
     EXPECT_EQ(std::string(dst, 18), std::string("#################\0", 18));
-    // Five digits: the last pair is the digit and the text's own end.
-    std::memset(dst, 0, sizeof dst);
+    // Five digits: the odd last digit gets no colon.
+    std::memset(dst, '#', sizeof dst);
     TransferMacFormat("00112", dst);
-    EXPECT_STREQ(dst, "00:11:2");
+    EXPECT_EQ(std::string(dst, 18), std::string("00:11:2##########\0", 18));
+    // Lower case and any characters are kept as they are.
+    std::memset(dst, 0, sizeof dst);
+    TransferMacFormat("a0b1c2d3e4f5", dst);
+    EXPECT_STREQ(dst, "a0:b1:c2:d3:e4:f5");
     // Past twelve digits nothing more is read.
     std::memset(dst, 0, sizeof dst);
     TransferMacFormat("00112233445566", dst);

@@ -72,6 +72,15 @@ TEST_F(TernIpAddr, A512ByteReplyCutAtOutLenMinusOne) {
     take_received("app_m");
 }
 
+TEST_F(TernIpAddr, NeitherArgumentIsCheckedAndTheAnswerIsAlwaysZero) {
+    EXPECT_EQ(ZX_JNI_sysGetIpAddr(nullptr, 64), 0u);
+    char buf[8] = "as it";
+    EXPECT_EQ(ZX_JNI_sysGetIpAddr(buf, 0), 0u);
+    EXPECT_STREQ(buf, "as it");
+    expect_received("app_m", {{kIpAddr, word(0)}, {kIpAddr, word(0)}});
+    expect_no_last_word(traces());
+}
+
 TEST_F(TernIpAddr, AFailedCallAnswersZeroWithTheFailureText) {
     inject_status("app_m", kIpAddr, kDown, 1);
     char buf[64] = {};
