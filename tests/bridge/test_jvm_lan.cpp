@@ -207,6 +207,28 @@ TEST_F(MaxBandwidth, FailedCallsAreNull) {
     EXPECT_EQ(take_records(), expected);
 }
 
+TEST_F(MaxBandwidth, TheServiceKeepsTheLimitsOfAHost) {
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth(
+        env_, nullptr, jtext("001A2B001002"), 4000, 1000);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(zxtest::utf16_of(env_, s), u"{\"Result\":0}");
+    env_->DeleteLocalRef(s);
+    s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth(env_, nullptr,
+                                                                                             jtext("001a2b001002"));
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(zxtest::utf16_of(env_, s),
+              u"{\"Result\":0,\"MAC\":\"00:1A:2B:00:10:02\",\"UpMaxBandwidth\":4000,\"DownMaxBandwidth\":1000}");
+    env_->DeleteLocalRef(s);
+    // A host the service does not know: its failure (not the remote call's 1) hands back the
+    // zeroed reply, that is null.
+    EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth(
+                  env_, nullptr, jtext("FFFFFFFFFFFF")),
+              nullptr);
+    EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth(
+                  env_, nullptr, jtext("FFFFFFFFFFFF"), 1, 2),
+              nullptr);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Access permissions, statistics switch, black lists, bandwidth, host counters, host list
 // ---------------------------------------------------------------------------------------------
