@@ -34,6 +34,10 @@ JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJN
     JNIEnv*, jobject, jstring, jstring, jint, jstring);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetIpAddr(JNIEnv*,
                                                                                                          jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetIfStats(JNIEnv*,
+                                                                                                          jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetPppoeAccount(JNIEnv*,
+                                                                                                               jobject);
 }
 
 namespace {
@@ -390,6 +394,50 @@ TEST_F(WanBindings, IpAddressesOfTheProfile) {
                   T(249, kBindings, line_of("sysGetIpAddr", "sysGetIpAddr ret"),
                     " sysGetIpAddr ret: 0 buff:" + answer + " \r\n"),
               }));
+}
+
+TEST_F(AddressList, ATunnelsStatusAndRemoval) {
+    take_records();
+    std::string status = answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetL2tpTunnelStatus(
+        env_, nullptr, jtext(tunnel_)));
+    EXPECT_EQ(status.rfind("{\"Result\":0 ,\"TunnelStatus\":\"", 0), 0u) << status;
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanRemoveL2tpTunnel(
+                  env_, nullptr, jtext(tunnel_))),
+              "{\"Result\":0}");
+    std::vector<std::string> mine;
+    for (const std::string& r : take_records())
+        if (r.find(" baseservice_jni ") != std::string::npos) mine.push_back(r);
+    const std::string s = "wanGetL2tpTunnelStatus", r = "wanRemoveL2tpTunnel";
+    EXPECT_EQ(mine, (std::vector<std::string>{
+                        T(249, kBindings, line_of(s, "Binding<64> b("),
+                          "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + s + " called \r\n"),
+                        T(249, kBindings, line_of(s, "str = %s"), "\r\n str = " + tunnel_ + " \r\n"),
+                        T(249, kBindings, line_of(s, "wanGetL2tpTunnelStatus ret"),
+                          " wanGetL2tpTunnelStatus ret: 0 buff:" + status),
+                        T(249, kBindings, line_of(r, "Binding<64> b("),
+                          "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + r + " called \r\n"),
+                        T(249, kBindings, line_of(r, "str = %s"), "\r\n str = " + tunnel_ + " \r\n"),
+                        T(249, kBindings, line_of(r, "wanRemoveL2tpTunnel ret"),
+                          " wanRemoveL2tpTunnel ret: 0 buff:{\"Result\":0}"),
+                    }));
+}
+
+TEST_F(WanBindings, InterfaceStatisticsAndPppoeAccount) {
+    take_records();
+    std::string stats =
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetIfStats(env_, nullptr));
+    EXPECT_EQ(stats.rfind("{", 0), 0u) << stats;
+    std::string account =
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetPppoeAccount(env_, nullptr));
+    EXPECT_EQ(account.rfind("{\"Result\":0, \"PppoeAccount\":\"", 0), 0u) << account;
+    std::vector<std::string> mine;
+    for (const std::string& r : take_records())
+        if (r.find(" baseservice_jni ") != std::string::npos) mine.push_back(r);
+    ASSERT_EQ(mine.size(), 4u);
+    EXPECT_EQ(mine[1], T(249, kBindings, line_of("wanGetIfStats", "wanGetIfStats ret"),
+                         " wanGetIfStats ret: 0 buff:" + stats));
+    EXPECT_EQ(mine[3], T(249, kBindings, line_of("wanGetPppoeAccount", "wanGetPppoeAccount ret"),
+                         " wanGetPppoeAccount ret: 0")) << "the account is not traced";
 }
 
 }  // namespace
