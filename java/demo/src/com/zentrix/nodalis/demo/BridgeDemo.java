@@ -54,12 +54,54 @@ public final class BridgeDemo {
 
         // The four LAN ports: link and speed.
         ok &= show("lanGetPortStatus()", base.lanGetPortStatus());
+
+        // The LAN hosts, one host's traffic, a bandwidth limit, the Internet black list after the
+        // phone loses its access.
+        ok &= show("lanGetNetInfo()", base.lanGetNetInfo());
+        ok &= show("getLANHostStats(\"00:1A:2B:00:10:01\")", base.getLANHostStats("00:1A:2B:00:10:01"));
+        show("lanSetDevMaxBandwidth(\"001A2B001001\", 2048, 16384)",
+                base.lanSetDevMaxBandwidth("001A2B001001", 2048, 16384));
+        show("lanGetDevMaxBandwidth(\"001A2B001001\")", base.lanGetDevMaxBandwidth("001A2B001001"));
+        ok &= show("lanSetDevAccessPermission(\"001A2B001002\", 0, true)",
+                base.lanSetDevAccessPermission("001A2B001002", 0, true));
+        ok &= show("lanGetDevInternetAccessBlacklist()", base.lanGetDevInternetAccessBlacklist());
+
+        // An L2TP tunnel: created, given destinations, asked, relieved of one, removed.
+        String tunnel = base.wanCreateL2tpTunnel("203.0.113.9", "alice", "s3cret");
+        ok &= show("wanCreateL2tpTunnel(\"203.0.113.9\", \"alice\", ...)", tunnel);
+        String name = tunnel == null ? "l2tp1" : tunnel.replaceAll(".*\"TunnelName\":\"([^\"]*)\".*", "$1");
+        String[] destinations = {"198.51.100.7", "198.51.100.8"};
+        ok &= show("wanAttachL2tpTunnel(\"" + name + "\", {2 addresses})", base.wanAttachL2tpTunnel(name, destinations));
+        ok &= show("wanGetL2tpTunnelStatus(\"" + name + "\")", base.wanGetL2tpTunnelStatus(name));
+        ok &= show("wanDetachL2tpTunnel(\"" + name + "\", {1 address})",
+                base.wanDetachL2tpTunnel(name, new String[] {"198.51.100.8"}));
+        ok &= show("wanRemoveL2tpTunnel(\"" + name + "\")", base.wanRemoveL2tpTunnel(name));
+
+        // HTTP forwarding: started with a white list and an always-forward rule, a source
+        // authorised, stopped.
+        ok &= showIs("0", "jniHttpForwardStart(1, 8081, {portal}, {ads}, 8080, true)",
+                base.jniHttpForwardStart(1, 8081, new String[] {"portal.example.com"},
+                        new String[] {"ads.example.com"}, 8080, true));
+        ok &= showIs("0", "jniHttpForwardAttachAuth({\"192.168.1.2\"}, true)",
+                base.jniHttpForwardAttachAuth(new String[] {"192.168.1.2"}, true));
+        ok &= showIs("0", "jniHttpForwardStop()", base.jniHttpForwardStop());
+
+        // A WAN access rule added, then deleted.
+        ok &= show("addWANAccessRule(\"192.168.1.10\", \"0.0.0.0\", 8443, \"TCP\")",
+                base.addWANAccessRule("192.168.1.10", "0.0.0.0", 8443, "TCP")) == 0;
+        ok &= show("deleteWANAccessRule(\"192.168.1.10\", \"0.0.0.0\", 8443, \"TCP\")",
+                base.deleteWANAccessRule("192.168.1.10", "0.0.0.0", 8443, "TCP")) == 0;
         System.exit(ok ? 0 : 1);
     }
 
     private static boolean show(String call, String answer) {
         System.out.printf("%-48s %s%n", call, answer == null ? "null" : answer);
         return answer != null;
+    }
+
+    private static boolean showIs(String expected, String call, String answer) {
+        show(call, answer);
+        return expected.equals(answer);
     }
 
     private static int show(String call, int answer) {
