@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "record_bytes.h"
 #include "sim_fixture.h"
 #include "source_lines.h"
 #include "zx_host.h"
@@ -28,18 +29,9 @@ inline constexpr uint32_t kLevel = 249;
 inline constexpr const char* kFailure = "{\"Result\":-1, \"FailReason\":\"\"}";
 inline constexpr uint32_t kDown = 0xF7000042;
 
-inline std::string word(uint32_t v) { return std::string(reinterpret_cast<const char*>(&v), sizeof v); }
-inline std::string words(std::initializer_list<uint32_t> vs) {
-    std::string out;
-    for (uint32_t v : vs) out += word(v);
-    return out;
-}
-// A text in a zero-filled field of n bytes.
-inline std::string padded(const std::string& text, size_t n) {
-    std::string f(n, '\0');
-    f.replace(0, text.size(), text);
-    return f;
-}
+using zxtest::padded;
+using zxtest::word;
+using zxtest::words;
 
 // The line of the first `needle` after the one line holding `anchor` in the unit's source.
 inline uint32_t line_after(const std::string& anchor, const std::string& needle) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "l2tp_api.h"
+#include "record_bytes.h"
 #include "sim_fixture.h"
 #include "zx_host.h"
 #include "zx_platform.h"
@@ -28,13 +29,8 @@ inline std::string hex(const std::string& bytes) { return hex(bytes.data(), byte
 inline std::string hex(const zxtest::Bytes& bytes) { return zxtest::to_hex(bytes); }
 // A text and its NUL.
 inline std::string z(const std::string& text) { return text + std::string(1, '\0'); }
-inline std::string word(uint32_t v) { return std::string(reinterpret_cast<const char*>(&v), sizeof v); }
-// A text in a zero-filled field of n bytes.
-inline std::string padded(const std::string& text, size_t n) {
-    std::string f(n, '\0');
-    f.replace(0, text.size(), text);
-    return f;
-}
+using zxtest::padded;
+using zxtest::word;
 
 inline json_object* member(json_object* obj, const char* key) {
     json_object* v = nullptr;
