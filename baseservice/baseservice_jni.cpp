@@ -12,10 +12,11 @@
 
 #include "binding.h"
 #include "com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods.h"
+#include "zx_tern_jni_api.h"
 #include "zx_velm_jni_api.h"
 #include "zx_velm_usb.h"
+#include "zx_wire_app_m.h"
 #include "zx_wire_wifi.h"
-#include "zx_tern_jni_api.h"
 #include "zx_zel_jni_api.h"
 
 using zxjni::Binding;
@@ -427,8 +428,6 @@ namespace {
 
 constexpr uint32_t kMacAreaSize = 32;
 constexpr uint32_t kMaxBandwidthReplySize = 128;
-constexpr uint32_t kSetDevMaxBandwidth = 0x47103052;
-constexpr uint32_t kGetDevMaxBandwidth = 0x47103051;
 // The entry text of the set operation has two blanks after its first line break.
 constexpr const char* kSetMaxBandwidthEntry =
     "\r\n  Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth called \r\n";
@@ -459,7 +458,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBa
     ZX_OS_StrNCpy_S(request.mac, kMacAreaSize, mac, kMacAreaSize - 1);
     request.firstLimit = u32(first);
     request.secondLimit = u32(second);
-    uint32_t result = APPM_JNI_MSG_RpcCall(kSetDevMaxBandwidth, &request, sizeof(request), reply, sizeof(reply));
+    uint32_t result =
+        APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_LAN_SET_DEV_MAX_BANDWIDTH, &request, sizeof(request), reply, sizeof(reply));
     if (result == 1) return nullptr;
     reply[sizeof(reply) - 1] = '\0';  // a reply that fills the buffer ends inside it
     return char2jstring(env, reply);
@@ -476,8 +476,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBa
         TransferMacFormat(text.get(), mac);
     }
     zxjni::trace(__LINE__, "\r\n  lanSetDevMaxBandwidth pcMac  = %s \r\n", mac);
-    uint32_t result =
-        APPM_JNI_MSG_RpcCall(kGetDevMaxBandwidth, mac, static_cast<uint32_t>(std::strlen(mac)), reply, sizeof(reply));
+    uint32_t result = APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_LAN_GET_DEV_MAX_BANDWIDTH, mac,
+                                           static_cast<uint32_t>(std::strlen(mac)), reply, sizeof(reply));
     zxjni::trace(__LINE__, "\r\n call GetDevMaxBand finished ret  = %u\r\n", result);
     if (result == 1) return nullptr;
     reply[sizeof(reply) - 1] = '\0';
@@ -565,8 +565,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevBandw
 }
 
 extern "C" JNIEXPORT jstring JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(JNIEnv* env, jobject,
-                                                                                       jint b1) {
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(JNIEnv* env, jobject, jint b1) {
     Binding<128, zxjni::OnFailure::CodeText> b(env, "lanSetDevStatsStatus", __LINE__);
     b.trace(__LINE__, "\r\n  b1 = %u \r\n", u32(b1));
     uint32_t code = ZX_JNI_lanSetDevStatsStatus(b1, b.buf(), b.size());
@@ -753,8 +752,7 @@ jint access_rule(JNIEnv* env, uint32_t operation, jstring jAddress1, jstring jAd
     if (!address2) return -1;
     JavaText text3(env, jText3);
     if (!text3) return -1;
-    kBaseService.trace(zxtrace::Line(__LINE__), argumentsTrace, address1.get(), address2.get(), u32(port),
-                       text3.get());
+    kBaseService.trace(zxtrace::Line(__LINE__), argumentsTrace, address1.get(), address2.get(), u32(port), text3.get());
     uint32_t code = ZX_JNI_ipcSetNatInfo(operation, address1.get(), address2.get(), u32(port), text3.get());
     return zxjni::int_result(code);
 }
@@ -769,11 +767,8 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_Ba
                        "%u %s\r\n");
 }
 
-extern "C" JNIEXPORT jint JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_deleteWANAccessRule(JNIEnv* env, jobject,
-                                                                                      jstring jAddress1,
-                                                                                      jstring jAddress2, jint port,
-                                                                                      jstring jText3) {
+extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_deleteWANAccessRule(
+    JNIEnv* env, jobject, jstring jAddress1, jstring jAddress2, jint port, jstring jText3) {
     zxjni::IntBinding b("deleteWANAccessRule", __LINE__);
     return access_rule(env, 0, jAddress1, jAddress2, port, jText3,
                        "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_deleteWANAccessRule called :%s "
@@ -833,10 +828,9 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForward
         const char* entry = alwaysList.entry(i);
         zxjni::trace(__LINE__, "\r\n apcAlwaysFwd%u=%s \r\n", static_cast<uint32_t>(i), entry ? entry : "(null)");
     }
-    uint32_t code = ZX_JNI_httpForwardStart(u32(ssid), u32(defaultForwardPort), whiteList.entries(),
-                                            static_cast<uint32_t>(white.length()), alwaysList.entries(),
-                                            static_cast<uint32_t>(always.length()), u32(alwaysForwardPort),
-                                            denyOtherPackage ? 1 : 0);
+    uint32_t code = ZX_JNI_httpForwardStart(
+        u32(ssid), u32(defaultForwardPort), whiteList.entries(), static_cast<uint32_t>(white.length()),
+        alwaysList.entries(), static_cast<uint32_t>(always.length()), u32(alwaysForwardPort), denyOtherPackage ? 1 : 0);
     return char2jstring(env, code != 0 ? "-1" : "0");
 }
 
