@@ -41,10 +41,10 @@ typedef struct {
     char acFailReason[64];
 } ZX_USB_OPEN_REPLY_S;
 
-/* One disc of the disc list. */
+/* One disc of the disc list: its label, its file-system type ("vfat", "ext4", ...) and where it is mounted. */
 typedef struct {
     char acDiscName[64];
-    char acDevName[32];
+    char acFsType[32];
     char acMntPath[128];
 } ZX_USB_DISC_S;
 
@@ -90,7 +90,7 @@ ZX_WIRE_OFFSET(ZX_USB_OPEN_REPLY_S, acDevPath, 4);
 ZX_WIRE_OFFSET(ZX_USB_OPEN_REPLY_S, acFailReason, 36);
 ZX_WIRE_SIZE(ZX_USB_DISC_S, 224);
 ZX_WIRE_OFFSET(ZX_USB_DISC_S, acDiscName, 0);
-ZX_WIRE_OFFSET(ZX_USB_DISC_S, acDevName, 64);
+ZX_WIRE_OFFSET(ZX_USB_DISC_S, acFsType, 64);
 ZX_WIRE_OFFSET(ZX_USB_DISC_S, acMntPath, 96);
 ZX_WIRE_SIZE(ZX_USB_DISC_LIST_S, 7172);
 ZX_WIRE_OFFSET(ZX_USB_DISC_LIST_S, uiCount, 0);
