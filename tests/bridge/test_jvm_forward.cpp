@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "binding_sim_test.h"
 #include "jvm.h"
 #include "sim_process.h"
 #include "source_lines.h"
@@ -21,20 +22,19 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
     JNIEnv*, jobject, jint, jint, jobjectArray, jobjectArray, jint, jboolean);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardAttachAuth(
     JNIEnv*, jobject, jobjectArray, jboolean);
-JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop(
-    JNIEnv*, jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop(JNIEnv*,
+                                                                                                               jobject);
 }
 
 namespace {
 
+using zxtest::binding_line_of;
 using zxtest::Bytes;
+using zxtest::kBindingsUnit;
 using zxtest::SimProcess;
 using zxtest::T;
 using zxtest::take_records;
 using zxtest::utf16_of;
-
-constexpr const char* kBindings = "baseservice_jni";
-constexpr const char* kSymbol = "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_";
 
 constexpr uint32_t kStop = 0x47307060;
 constexpr uint32_t kAddAuth = 0x47307061;
@@ -43,10 +43,6 @@ constexpr uint32_t kDefault = 0x47307063;
 constexpr uint32_t kWhite = 0x47307064;
 constexpr uint32_t kInit = 0x4730705F;
 constexpr uint32_t kRefused = 0xF7300009;
-
-uint32_t line_of(const std::string& method, const std::string& needle) {
-    return zxtest::source_line_after("baseservice/baseservice_jni.cpp", kSymbol + method + "(", needle);
-}
 
 Bytes bytes_of(const std::string& s) { return Bytes(s.begin(), s.end()); }
 Bytes word(uint32_t v) {
@@ -71,44 +67,20 @@ Bytes default_record(uint32_t port, uint32_t ssid) {
 std::vector<std::string> binding_records() {
     std::vector<std::string> out;
     for (const std::string& r : take_records())
-        if (r.find(std::string(" ") + kBindings + " ") != std::string::npos) out.push_back(r);
+        if (r.find(std::string(" ") + kBindingsUnit + " ") != std::string::npos) out.push_back(r);
     return out;
 }
 
-class Forwarding : public zxtest::TracedJvmTest {
+class Forwarding : public zxtest::BindingSimTest {
 protected:
+    Forwarding() : BindingSimTest({.services = {"tarn"}}) {}
+
     void SetUp() override {
-        zxtest::TracedJvmTest::SetUp();
+        BindingSimTest::SetUp();
         if (HasFatalFailure()) return;
-        ASSERT_TRUE(sim_.start());
         // The service takes every forwarding command.
         for (uint32_t id : {kStop, kAddAuth, kAlways, kDefault, kWhite, kInit})
             ASSERT_TRUE(sim_.inject("tarn", id, zxtest::Fault::status(0)));
-    }
-    void TearDown() override {
-        EXPECT_TRUE(sim_.stop());
-        zxtest::TracedJvmTest::TearDown();
-    }
-
-    jobjectArray jtexts(const std::vector<const char*>& items) {
-        jclass cls = vm_->FindClass("java/lang/String");
-        jobjectArray a = vm_->NewObjectArray(static_cast<jsize>(items.size()), cls, nullptr);
-        vm_->DeleteLocalRef(cls);
-        for (size_t i = 0; i < items.size(); ++i) {
-            if (!items[i]) continue;
-            jstring item = vm_->NewStringUTF(items[i]);
-            vm_->SetObjectArrayElement(a, static_cast<jsize>(i), item);
-            vm_->DeleteLocalRef(item);
-        }
-        return a;
-    }
-
-    // What the native answered, as text ("<null>" for null).
-    std::string answer_of(jstring s) {
-        if (!s) return "<null>";
-        std::u16string t = utf16_of(env_, s);
-        env_->DeleteLocalRef(s);
-        return std::string(t.begin(), t.end());
     }
 
     std::string start(jint ssid, jint defaultPort, jobjectArray white, jobjectArray always, jint alwaysPort,
@@ -117,9 +89,8 @@ protected:
             env_, nullptr, ssid, defaultPort, white, always, alwaysPort, deny));
     }
     std::string attach(jobjectArray list, jboolean on) {
-        return answer_of(
-            Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardAttachAuth(env_, nullptr,
-                                                                                                       list, on));
+        return answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardAttachAuth(
+            env_, nullptr, list, on));
     }
 
     // The (command, bytes) pairs the broadband service received since the last look.
@@ -135,27 +106,25 @@ protected:
     std::vector<std::string> start_traces(uint32_t ssid, uint32_t defaultPort, uint32_t alwaysPort, uint32_t deny) {
         const std::string m = "jniHttpForwardStart";
         return {
-            T(249, kBindings, line_of(m, "jniHttpForwardStart called"), "\r\n jniHttpForwardStart called \r\n"),
-            T(249, kBindings, line_of(m, "ssid = %u"), "\r\n ssid = " + std::to_string(ssid) + " \r\n"),
-            T(249, kBindings, line_of(m, "defaultForwardPort = %u"),
+            T(249, kBindingsUnit, binding_line_of(m, "jniHttpForwardStart called"),
+              "\r\n jniHttpForwardStart called \r\n"),
+            T(249, kBindingsUnit, binding_line_of(m, "ssid = %u"), "\r\n ssid = " + std::to_string(ssid) + " \r\n"),
+            T(249, kBindingsUnit, binding_line_of(m, "defaultForwardPort = %u"),
               "\r\n defaultForwardPort = " + std::to_string(defaultPort) + " \r\n"),
-            T(249, kBindings, line_of(m, "alwaysForwardPort = %u"),
+            T(249, kBindingsUnit, binding_line_of(m, "alwaysForwardPort = %u"),
               "\r\n alwaysForwardPort = " + std::to_string(alwaysPort) + " \r\n"),
-            T(249, kBindings, line_of(m, "denyOtherPackage = %u"),
+            T(249, kBindingsUnit, binding_line_of(m, "denyOtherPackage = %u"),
               "\r\n denyOtherPackage = " + std::to_string(deny) + " \r\n"),
         };
     }
     std::string white_trace(uint32_t i, const std::string& text) {
-        return T(249, kBindings, line_of("jniHttpForwardStart", "whitedstAddr%u"),
+        return T(249, kBindingsUnit, binding_line_of("jniHttpForwardStart", "whitedstAddr%u"),
                  "\r\n whitedstAddr" + std::to_string(i) + "=" + text + " \r\n");
     }
     std::string always_trace(uint32_t i, const std::string& text) {
-        return T(249, kBindings, line_of("jniHttpForwardStart", "apcAlwaysFwd%u"),
+        return T(249, kBindingsUnit, binding_line_of("jniHttpForwardStart", "apcAlwaysFwd%u"),
                  "\r\n apcAlwaysFwd" + std::to_string(i) + "=" + text + " \r\n");
     }
-
-    zxtest::ScopedBusDir bus_;
-    SimProcess sim_{{.services = {"tarn"}}};
 };
 
 TEST_F(Forwarding, StartSendsBothListsThenTheDefaultRule) {
@@ -197,7 +166,7 @@ TEST_F(Forwarding, ThirtyTwoEntriesAreSentAndAThirtyThirdIsRefused) {
     EXPECT_EQ(got[64], std::make_pair(kAlways, always_record(2, names[31])));
     take_records();
 
-    const std::string tooLong = T(249, kBindings, line_of("jniHttpForwardStart", "is too long called"),
+    const std::string tooLong = T(249, kBindingsUnit, binding_line_of("jniHttpForwardStart", "is too long called"),
                                   "\r\n uiWhiteAddrCount or uiAlwaysFwdCount is too long called \r\n");
     EXPECT_EQ(start(0, 1, jtexts(p33), jtexts({"a"}), 2, JNI_FALSE), "-1");
     EXPECT_TRUE(sent().empty()) << "nothing is sent for 33 white entries";
@@ -253,12 +222,13 @@ TEST_F(Forwarding, AttachAdmitsEveryAddressInOrder) {
     EXPECT_EQ(sent(), (std::vector<std::pair<uint32_t, Bytes>>{{kAddAuth, bytes_of("192.168.1.20")},
                                                                {kAddAuth, bytes_of("192.168.1.21")}}));
     const std::string m = "jniHttpForwardAttachAuth";
-    EXPECT_EQ(binding_records(), (std::vector<std::string>{
-                                     T(249, kBindings, line_of(m, "\"\\r\\n\\r\\n\""), "\r\n\r\n"),
-                                     T(249, kBindings, line_of(m, "jniHttpForwardAttachAuth called"),
-                                       "\r\n jniHttpForwardAttachAuth called \r\n"),
-                                     T(249, kBindings, line_of(m, "jbSwitch  = %u"), "\r\n jbSwitch  = 1\r\n"),
-                                 }));
+    EXPECT_EQ(binding_records(),
+              (std::vector<std::string>{
+                  T(249, kBindingsUnit, binding_line_of(m, "\"\\r\\n\\r\\n\""), "\r\n\r\n"),
+                  T(249, kBindingsUnit, binding_line_of(m, "jniHttpForwardAttachAuth called"),
+                    "\r\n jniHttpForwardAttachAuth called \r\n"),
+                  T(249, kBindingsUnit, binding_line_of(m, "jbSwitch  = %u"), "\r\n jbSwitch  = 1\r\n"),
+              }));
 }
 
 TEST_F(Forwarding, TheLastAddressDecides) {
@@ -286,18 +256,19 @@ TEST_F(Forwarding, SwitchOffOrNoAddressesAdmitsNothing) {
 }
 
 TEST_F(Forwarding, StopAlwaysAnswersZero) {
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop(env_,
-                                                                                                            nullptr)),
-              "0");
+    EXPECT_EQ(
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop(env_, nullptr)),
+        "0");
     EXPECT_EQ(sent(), (std::vector<std::pair<uint32_t, Bytes>>{{kStop, word(0)}}));
     ASSERT_TRUE(sim_.inject("tarn", kStop, zxtest::Fault::status(kRefused)));
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop(env_,
-                                                                                                            nullptr)),
-              "0");
+    EXPECT_EQ(
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop(env_, nullptr)),
+        "0");
     EXPECT_EQ(sent().size(), 1u);
     EXPECT_EQ(binding_records(),
-              (std::vector<std::string>(2, T(249, kBindings, line_of("jniHttpForwardStop", "jniHttpForwardStop called"),
-                                             "\r\n jniHttpForwardStop called \r\n"))));
+              (std::vector<std::string>(
+                  2, T(249, kBindingsUnit, binding_line_of("jniHttpForwardStop", "jniHttpForwardStop called"),
+                       "\r\n jniHttpForwardStop called \r\n"))));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "binding_sim_test.h"
 #include "jvm.h"
 #include "sim_process.h"
 #include "source_lines.h"
@@ -20,8 +21,8 @@
 extern "C" {
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth(
     JNIEnv*, jobject, jstring, jint, jint);
-JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth(
-    JNIEnv*, jobject, jstring);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth(JNIEnv*, jobject, jstring);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(JNIEnv*,
                                                                                                           jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevAccessPermission(
@@ -32,8 +33,8 @@ JNIEXPORT jstring JNICALL
 Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevStorageAccessBlacklist(JNIEnv*, jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevBandwidth(JNIEnv*,
                                                                                                                jobject);
-JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(
-    JNIEnv*, jobject, jint);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(JNIEnv*, jobject, jint);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(JNIEnv*,
                                                                                                             jobject,
                                                                                                             jstring);
@@ -41,47 +42,21 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
 
 namespace {
 
+using zxtest::binding_line_of;
 using zxtest::Bytes;
+using zxtest::kBindingsUnit;
 using zxtest::SimProcess;
 using zxtest::T;
 using zxtest::take_records;
 
-constexpr const char* kBindings = "baseservice_jni";
-constexpr const char* kSymbol = "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_";
-
 constexpr uint32_t kSetMaxBandwidth = 0x47103052;
 constexpr uint32_t kGetMaxBandwidth = 0x47103051;
 
-// The line of the bindings' source holding `needle` after the definition of `method`.
-uint32_t line_of(const std::string& method, const std::string& needle) {
-    return zxtest::source_line_after("baseservice/baseservice_jni.cpp", kSymbol + method + "(", needle);
-}
-
 Bytes bytes_of(const std::string& s) { return Bytes(s.begin(), s.end()); }
 
-class LanBindings : public zxtest::TracedJvmTest {
+class LanBindings : public zxtest::BindingSimTest {
 protected:
-    void SetUp() override {
-        zxtest::TracedJvmTest::SetUp();
-        if (HasFatalFailure()) return;
-        ASSERT_TRUE(sim_.start());
-    }
-    void TearDown() override {
-        EXPECT_TRUE(sim_.stop());
-        zxtest::TracedJvmTest::TearDown();
-    }
-
-    jstring jtext(const std::string& s) { return vm_->NewStringUTF(s.c_str()); }
-
-    // The requests `service` received since the last look, then forgotten.
-    std::vector<zxtest::Received> received(const std::string& service) {
-        auto r = sim_.received(service, true);
-        EXPECT_TRUE(r.has_value());
-        return r.value_or(std::vector<zxtest::Received>{});
-    }
-
-    zxtest::ScopedBusDir bus_;
-    SimProcess sim_{{.services = {"app_m", "tarn"}}};
+    LanBindings() : BindingSimTest({.services = {"app_m", "tarn"}}) {}
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -134,16 +109,16 @@ protected:
     }
 
     std::string set_entry() const {
-        return T(249, kBindings, line_of("lanSetDevMaxBandwidth", "kSetMaxBandwidthEntry);"),
+        return T(249, kBindingsUnit, binding_line_of("lanSetDevMaxBandwidth", "kSetMaxBandwidthEntry);"),
                  "\r\n  Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevMaxBandwidth called \r\n");
     }
     std::vector<std::string> get_traces(const std::string& mac, uint32_t result) const {
         return {
-            T(249, kBindings, line_of("lanGetDevMaxBandwidth", "trace_entry"),
+            T(249, kBindingsUnit, binding_line_of("lanGetDevMaxBandwidth", "trace_entry"),
               "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth called \r\n"),
-            T(249, kBindings, line_of("lanGetDevMaxBandwidth", "pcMac  = %s"),
+            T(249, kBindingsUnit, binding_line_of("lanGetDevMaxBandwidth", "pcMac  = %s"),
               "\r\n  lanSetDevMaxBandwidth pcMac  = " + mac + " \r\n"),
-            T(249, kBindings, line_of("lanGetDevMaxBandwidth", "GetDevMaxBand finished"),
+            T(249, kBindingsUnit, binding_line_of("lanGetDevMaxBandwidth", "GetDevMaxBand finished"),
               "\r\n call GetDevMaxBand finished ret  = " + std::to_string(result) + "\r\n"),
         };
     }
@@ -214,7 +189,7 @@ TEST_F(MaxBandwidth, TheServiceKeepsTheLimitsOfAHost) {
     EXPECT_EQ(zxtest::utf16_of(env_, s), u"{\"Result\":0}");
     env_->DeleteLocalRef(s);
     s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBandwidth(env_, nullptr,
-                                                                                             jtext("001a2b001002"));
+                                                                                                jtext("001a2b001002"));
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(zxtest::utf16_of(env_, s),
               u"{\"Result\":0,\"MAC\":\"00:1A:2B:00:10:02\",\"UpMaxBandwidth\":4000,\"DownMaxBandwidth\":1000}");
@@ -280,13 +255,13 @@ TEST_F(LanHosts, PermissionSendsOnAndOff) {
     EXPECT_EQ(got[0].data, permission_request("001122AABBCC", "ON", "OFF"));
     const std::string m = "lanSetDevAccessPermission";
     EXPECT_EQ(mine(), (std::vector<std::string>{
-                          T(249, kBindings, line_of(m, "kAccessPermissionEntry);"),
+                          T(249, kBindingsUnit, binding_line_of(m, "kAccessPermissionEntry);"),
                             "\r\n Java_com_telcora_nodalis_impl_BaseServiceJNIMethods_lanSetDevAccessPermission "
                             "called \r\n"),
-                          T(249, kBindings, line_of(m, "str = %s"), "\r\n str = 001122AABBCC\r\n"),
-                          T(249, kBindings, line_of(m, "b1 = %u"), "\r\n b1 = 1\r\n"),
-                          T(249, kBindings, line_of(m, "b2 = %u"), "\r\n b2 = 0\r\n"),
-                          T(249, kBindings, line_of(m, "lanSetDevAccessPermission ret"),
+                          T(249, kBindingsUnit, binding_line_of(m, "str = %s"), "\r\n str = 001122AABBCC\r\n"),
+                          T(249, kBindingsUnit, binding_line_of(m, "b1 = %u"), "\r\n b1 = 1\r\n"),
+                          T(249, kBindingsUnit, binding_line_of(m, "b2 = %u"), "\r\n b2 = 0\r\n"),
+                          T(249, kBindingsUnit, binding_line_of(m, "lanSetDevAccessPermission ret"),
                             "lanSetDevAccessPermission ret: 0 buff:"),
                       }));
 }
@@ -305,8 +280,9 @@ TEST_F(LanHosts, PermissionWithoutADeviceIsOne) {
     take_records();
     EXPECT_EQ(permission(nullptr, 1, JNI_TRUE), "1");
     EXPECT_TRUE(received("app_m").empty());
-    EXPECT_EQ(take_records(), (std::vector<std::string>{zxtest::L1(
-                                  kBindings, line_of("lanSetDevAccessPermission", "last_word(__LINE__, 1)"), 1)}))
+    EXPECT_EQ(take_records(),
+              (std::vector<std::string>{zxtest::L1(
+                  kBindingsUnit, binding_line_of("lanSetDevAccessPermission", "last_word(__LINE__, 1)"), 1)}))
         << "no trace";
 }
 
@@ -314,7 +290,7 @@ TEST_F(LanHosts, StatsSwitchSendsTheValueAsGiven) {
     ASSERT_TRUE(sim_.inject("app_m", kStatsStatus, zxtest::Fault::status(0)));
     for (jint value : {1, 0, 7, -1}) {
         answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus(env_, nullptr,
-                                                                                                        value));
+                                                                                                         value));
         std::vector<zxtest::Received> got = received("app_m");
         ASSERT_EQ(got.size(), 1u);
         Bytes expected(4);
@@ -333,11 +309,11 @@ TEST_F(LanHosts, StatsSwitchWithAFailingService) {
         << "the API answers 0 with its failure text";
     const std::string m = "lanSetDevStatsStatus";
     EXPECT_EQ(mine(), (std::vector<std::string>{
-                          T(249, kBindings, line_of(m, "Binding<128"),
+                          T(249, kBindingsUnit, binding_line_of(m, "Binding<128"),
                             "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanSetDevStatsStatus "
                             "called \r\n"),
-                          T(249, kBindings, line_of(m, "b1 = %u"), "\r\n  b1 = 1 \r\n"),
-                          T(249, kBindings, line_of(m, "lanSetDevStatsStatus ret"),
+                          T(249, kBindingsUnit, binding_line_of(m, "b1 = %u"), "\r\n  b1 = 1 \r\n"),
+                          T(249, kBindingsUnit, binding_line_of(m, "lanSetDevStatsStatus ret"),
                             std::string(" lanSetDevStatsStatus ret: 0 buff:") + kFailure),
                       }));
 }
@@ -345,15 +321,17 @@ TEST_F(LanHosts, StatsSwitchWithAFailingService) {
 TEST_F(LanHosts, BlacklistsAndBandwidthPassTheFailureText) {
     for (uint32_t id : {kInternetBlacklist, kStorageBlacklist, kBandwidth})
         ASSERT_TRUE(sim_.inject("app_m", id, zxtest::Fault::status(0xF7103005)));
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(
-                  env_, nullptr)),
-              kFailure);
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevStorageAccessBlacklist(
-                  env_, nullptr)),
-              kFailure);
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevBandwidth(env_,
-                                                                                                            nullptr)),
-              kFailure);
+    EXPECT_EQ(
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(
+            env_, nullptr)),
+        kFailure);
+    EXPECT_EQ(
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevStorageAccessBlacklist(
+            env_, nullptr)),
+        kFailure);
+    EXPECT_EQ(
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevBandwidth(env_, nullptr)),
+        kFailure);
     std::vector<zxtest::Received> got = received("app_m");
     ASSERT_EQ(got.size(), 3u);
     EXPECT_EQ(got[0].msgId, kInternetBlacklist);
@@ -363,24 +341,25 @@ TEST_F(LanHosts, BlacklistsAndBandwidthPassTheFailureText) {
     EXPECT_EQ(got[2].msgId, kBandwidth);
     std::vector<std::string> records = mine();
     EXPECT_NE(std::find(records.begin(), records.end(),
-                        T(249, kBindings, line_of("lanGetDevStorageAccessBlacklist", "ret:%u"),
+                        T(249, kBindingsUnit, binding_line_of("lanGetDevStorageAccessBlacklist", "ret:%u"),
                           std::string("lanGetDevStorageAccessBlacklist ret:0 buff:") + kFailure)),
               records.end());
 }
 
 TEST_F(LanHosts, BlacklistWithoutItsBlockIsNull) {
     const std::string m = "lanGetDevInternetAccessBlacklist";
-    zxhost::alloc_fail_at(kBindings, line_of(m, "the block's own line"));
+    zxhost::alloc_fail_at(kBindingsUnit, binding_line_of(m, "the block's own line"));
     take_records();
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(
-                  env_, nullptr)),
-              "<null>");
+    EXPECT_EQ(
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevInternetAccessBlacklist(
+            env_, nullptr)),
+        "<null>");
     EXPECT_TRUE(received("app_m").empty());
     EXPECT_EQ(take_records(),
               (std::vector<std::string>{
-                  T(249, kBindings, line_of(m, "HeapBinding b("),
+                  T(249, kBindingsUnit, binding_line_of(m, "HeapBinding b("),
                     "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + m + " called \r\n"),
-                  zxtest::L1(kBindings, line_of(m, "no_block(__LINE__)"), 1),
+                  zxtest::L1(kBindingsUnit, binding_line_of(m, "no_block(__LINE__)"), 1),
               }));
 }
 
@@ -396,32 +375,33 @@ TEST_F(LanHosts, HostCountersByMac) {
     EXPECT_EQ(got[0].data, (Bytes{0x00, 0x11, 0x22, 0xaa, 0xbb, 0xcc}));
     const std::string m = "getLANHostStats";
     EXPECT_EQ(mine(), (std::vector<std::string>{
-                          T(222, kBindings, line_of(m, "trace_at(222"),
+                          T(222, kBindingsUnit, binding_line_of(m, "trace_at(222"),
                             "Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats,Macaddress:"
                             "00:11:22:aa:bb:cc\r\n"),
-                          T(222, kBindings, line_of(m, "OutPut:%s"),
+                          T(222, kBindingsUnit, binding_line_of(m, "OutPut:%s"),
                             "OutPut:{\"Result\":0,\"UsStats\":0,\"DsStats\":0}\r\n"),
                       }));
 }
 
 TEST_F(LanHosts, HostCountersFailedOrWithoutAMac) {
     take_records();
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(
-                  env_, nullptr, nullptr)),
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(env_, nullptr,
+                                                                                                          nullptr)),
               kFailure);
     EXPECT_TRUE(received("tarn").empty());
-    EXPECT_EQ(mine(), (std::vector<std::string>{zxtest::L1(
-                          kBindings, line_of("getLANHostStats", "last_word(__LINE__, 1)"), 1)}));
+    EXPECT_EQ(mine(), (std::vector<std::string>{
+                          zxtest::L1(kBindingsUnit, binding_line_of("getLANHostStats", "last_word(__LINE__, 1)"), 1)}));
     ASSERT_TRUE(sim_.inject("tarn", kHostStats, zxtest::Fault::status(0xF7302001)));
-    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(
-                  env_, nullptr, jtext("zz"))),
+    EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats(env_, nullptr,
+                                                                                                          jtext("zz"))),
               kFailure);
     std::vector<zxtest::Received> got = received("tarn");
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].data, Bytes(6, 0)) << "an unparsed MAC is six zero bytes";
     std::vector<std::string> records = mine();
     ASSERT_FALSE(records.empty());
-    EXPECT_EQ(records.back(), zxtest::L1(kBindings, line_of("getLANHostStats", "last_word(__LINE__, code)"), 0xF7302001));
+    EXPECT_EQ(records.back(),
+              zxtest::L1(kBindingsUnit, binding_line_of("getLANHostStats", "last_word(__LINE__, code)"), 0xF7302001));
 }
 
 TEST_F(LanHosts, NoHostsIsTheEmptyList) {
@@ -430,11 +410,13 @@ TEST_F(LanHosts, NoHostsIsTheEmptyList) {
     EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(env_, nullptr)),
               "{\"Result\":0,\"Info\":[] }");
     EXPECT_TRUE(received("app_m").empty()) << "the list is not asked for";
-    EXPECT_EQ(mine(), (std::vector<std::string>{
-                          T(249, kBindings, line_of("lanGetNetInfo", "lanGetNetInfo ret"), " lanGetNetInfo ret: 0\r\n"),
-                          T(249, kBindings, line_of("lanGetNetInfo", "pcInfoStr=[%s]"),
-                            "[JNI_lanGetNetInfo] pcInfoStr=[{\"Result\":0,\"Info\":[] }]\r\n"),
-                      }));
+    EXPECT_EQ(
+        mine(),
+        (std::vector<std::string>{
+            T(249, kBindingsUnit, binding_line_of("lanGetNetInfo", "lanGetNetInfo ret"), " lanGetNetInfo ret: 0\r\n"),
+            T(249, kBindingsUnit, binding_line_of("lanGetNetInfo", "pcInfoStr=[%s]"),
+              "[JNI_lanGetNetInfo] pcInfoStr=[{\"Result\":0,\"Info\":[] }]\r\n"),
+        }));
 }
 
 TEST_F(LanHosts, HostListOfTheProfile) {
@@ -443,11 +425,13 @@ TEST_F(LanHosts, HostListOfTheProfile) {
         answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(env_, nullptr));
     EXPECT_NE(list.find("00:1A:2B:00:10:01"), std::string::npos) << list;
     EXPECT_NE(list.find("laptop"), std::string::npos) << list;
-    EXPECT_EQ(mine(), (std::vector<std::string>{
-                          T(249, kBindings, line_of("lanGetNetInfo", "lanGetNetInfo ret"), " lanGetNetInfo ret: 0\r\n"),
-                          T(249, kBindings, line_of("lanGetNetInfo", "pcInfoStr=[%s]"),
-                            "[JNI_lanGetNetInfo] pcInfoStr=[" + list + "]\r\n"),
-                      }));
+    EXPECT_EQ(
+        mine(),
+        (std::vector<std::string>{
+            T(249, kBindingsUnit, binding_line_of("lanGetNetInfo", "lanGetNetInfo ret"), " lanGetNetInfo ret: 0\r\n"),
+            T(249, kBindingsUnit, binding_line_of("lanGetNetInfo", "pcInfoStr=[%s]"),
+              "[JNI_lanGetNetInfo] pcInfoStr=[" + list + "]\r\n"),
+        }));
 }
 
 TEST_F(LanHosts, HostListWithoutItsCopyIsNull) {
@@ -456,8 +440,9 @@ TEST_F(LanHosts, HostListWithoutItsCopyIsNull) {
     take_records();
     EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetNetInfo(env_, nullptr)),
               "<null>");
-    EXPECT_EQ(mine(), (std::vector<std::string>{T(249, kBindings, line_of("lanGetNetInfo", "lanGetNetInfo ret"),
-                                                  " lanGetNetInfo ret: 1\r\n")}));
+    EXPECT_EQ(mine(),
+              (std::vector<std::string>{T(249, kBindingsUnit, binding_line_of("lanGetNetInfo", "lanGetNetInfo ret"),
+                                          " lanGetNetInfo ret: 1\r\n")}));
 }
 
 }  // namespace

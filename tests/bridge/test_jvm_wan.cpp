@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "binding_sim_test.h"
 #include "jvm.h"
 #include "sim_process.h"
 #include "source_lines.h"
@@ -24,10 +25,10 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
     JNIEnv*, jobject, jstring, jobjectArray);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanCreateL2tpTunnel(
     JNIEnv*, jobject, jstring, jstring, jstring);
-JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanRemoveL2tpTunnel(
-    JNIEnv*, jobject, jstring);
-JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetL2tpTunnelStatus(
-    JNIEnv*, jobject, jstring);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanRemoveL2tpTunnel(JNIEnv*, jobject, jstring);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetL2tpTunnelStatus(JNIEnv*, jobject, jstring);
 JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_addWANAccessRule(
     JNIEnv*, jobject, jstring, jstring, jint, jstring);
 JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_deleteWANAccessRule(
@@ -42,15 +43,15 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
 
 namespace {
 
+using zxtest::binding_line_of;
 using zxtest::Bytes;
+using zxtest::kBindingsUnit;
 using zxtest::L1;
 using zxtest::SimProcess;
 using zxtest::T;
 using zxtest::take_records;
 using zxtest::utf16_of;
 
-constexpr const char* kBindings = "baseservice_jni";
-constexpr const char* kSymbol = "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_";
 constexpr const char* kSource = "baseservice/baseservice_jni.cpp";
 
 constexpr uint32_t kAddrAdd = 0x48304182;
@@ -59,46 +60,10 @@ constexpr uint32_t kVpnSetup = 0x48304180;
 constexpr uint32_t kNatInfo = 0x47103058;
 constexpr uint32_t kIpAddr = 0x4710304C;
 
-uint32_t line_of(const std::string& method, const std::string& needle) {
-    return zxtest::source_line_after(kSource, kSymbol + method + "(", needle);
-}
-
-class WanBindings : public zxtest::TracedJvmTest {
+class WanBindings : public zxtest::BindingSimTest {
 protected:
-    void SetUp() override {
-        zxtest::TracedJvmTest::SetUp();
-        if (HasFatalFailure()) return;
-        ASSERT_TRUE(sim_.start());
-    }
-    void TearDown() override {
-        EXPECT_TRUE(sim_.stop());
-        zxtest::TracedJvmTest::TearDown();
-    }
+    WanBindings() : BindingSimTest({.services = {"app_m", "tarn"}}) {}
 
-    jstring jtext(const std::string& s) { return vm_->NewStringUTF(s.c_str()); }
-    jobjectArray jtexts(const std::vector<const char*>& items) {
-        jclass cls = vm_->FindClass("java/lang/String");
-        jobjectArray a = vm_->NewObjectArray(static_cast<jsize>(items.size()), cls, nullptr);
-        vm_->DeleteLocalRef(cls);
-        for (size_t i = 0; i < items.size(); ++i) {
-            if (!items[i]) continue;
-            jstring item = jtext(items[i]);
-            vm_->SetObjectArrayElement(a, static_cast<jsize>(i), item);
-            vm_->DeleteLocalRef(item);
-        }
-        return a;
-    }
-    std::string answer_of(jstring s) {
-        if (!s) return "<null>";
-        std::u16string t = utf16_of(env_, s);
-        env_->DeleteLocalRef(s);
-        return std::string(t.begin(), t.end());
-    }
-    std::vector<zxtest::Received> received(const std::string& service) {
-        auto r = sim_.received(service, true);
-        EXPECT_TRUE(r.has_value());
-        return r.value_or(std::vector<zxtest::Received>{});
-    }
     size_t count_of(const std::vector<zxtest::Received>& got, uint32_t msgId) {
         return static_cast<size_t>(
             std::count_if(got.begin(), got.end(), [&](const zxtest::Received& r) { return r.msgId == msgId; }));
@@ -121,9 +86,6 @@ protected:
         return answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanDetachL2tpTunnel(
             env_, nullptr, tunnel ? jtext(tunnel) : nullptr, list));
     }
-
-    zxtest::ScopedBusDir bus_;
-    SimProcess sim_{{.services = {"app_m", "tarn"}}};
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -136,8 +98,9 @@ protected:
         WanBindings::SetUp();
         if (HasFatalFailure()) return;
         // A tunnel of the simulated broadband service to attach to.
-        std::string created = answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanCreateL2tpTunnel(
-            env_, nullptr, jtext("192.0.2.10"), jtext("user"), jtext("secret")));
+        std::string created =
+            answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanCreateL2tpTunnel(
+                env_, nullptr, jtext("192.0.2.10"), jtext("user"), jtext("secret")));
         const std::string prefix = "{\"Result\":0,\"TunnelName\":\"";
         ASSERT_EQ(created.rfind(prefix, 0), 0u) << created;
         tunnel_ = created.substr(prefix.size(), created.size() - prefix.size() - 2);
@@ -177,7 +140,7 @@ TEST_F(AddressList, ALongElementIsCutAtTheBlock) {
 }
 
 TEST_F(AddressList, AnEmptyOrNullArrayHasNoBlock) {
-    const uint32_t allocLine = line_of("wanAttachL2tpTunnel", "address_list(env, jAddresses, __LINE__)");
+    const uint32_t allocLine = binding_line_of("wanAttachL2tpTunnel", "address_list(env, jAddresses, __LINE__)");
     const uint32_t faultLine = allocLine + 2;
     for (jobjectArray list : {jtexts({}), static_cast<jobjectArray>(nullptr)}) {
         take_records();
@@ -185,22 +148,23 @@ TEST_F(AddressList, AnEmptyOrNullArrayHasNoBlock) {
         EXPECT_EQ(count_of(received("tarn"), kAddrAdd), 0u);
         std::vector<std::string> records = take_records();
         ASSERT_FALSE(records.empty());
-        EXPECT_EQ(records.back(), L1(kBindings, faultLine, 1));
+        EXPECT_EQ(records.back(), L1(kBindingsUnit, faultLine, 1));
     }
 }
 
 TEST_F(AddressList, WithoutItsBlockNothingIsSent) {
     take_records();
-    zxhost::alloc_fail_at(kBindings, line_of("wanDetachL2tpTunnel", "address_list(env, jAddresses, __LINE__)"));
+    zxhost::alloc_fail_at(kBindingsUnit,
+                          binding_line_of("wanDetachL2tpTunnel", "address_list(env, jAddresses, __LINE__)"));
     EXPECT_EQ(detach(tunnel_.c_str(), jtexts({"10.0.0.1"})), "<null>");
     EXPECT_EQ(count_of(received("tarn"), kAddrDel), 0u);
     const std::string m = "wanDetachL2tpTunnel";
     EXPECT_EQ(take_records(),
               (std::vector<std::string>{
-                  T(249, kBindings, line_of(m, "Binding<64> b("),
+                  T(249, kBindingsUnit, binding_line_of(m, "Binding<64> b("),
                     "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanDetachL2tpTunnel called \r\n"),
-                  T(249, kBindings, line_of(m, "Tunel = %s"), "Tunel = " + tunnel_ + " \r\n"),
-                  L1(kBindings, line_of(m, "address_list(env, jAddresses, __LINE__)") + 2, 1),
+                  T(249, kBindingsUnit, binding_line_of(m, "Tunel = %s"), "Tunel = " + tunnel_ + " \r\n"),
+                  L1(kBindingsUnit, binding_line_of(m, "address_list(env, jAddresses, __LINE__)") + 2, 1),
               }));
 }
 
@@ -214,12 +178,12 @@ TEST_F(AddressList, AttachTracesEachElement) {
         if (r.find(" baseservice_jni ") != std::string::npos) mine.push_back(r);
     EXPECT_EQ(mine,
               (std::vector<std::string>{
-                  T(249, kBindings, line_of(m, "Binding<128> b("),
+                  T(249, kBindingsUnit, binding_line_of(m, "Binding<128> b("),
                     "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanAttachL2tpTunnel called \r\n"),
-                  T(249, kBindings, line_of(m, "Tunel = %s"), " Tunel = " + tunnel_ + "  "),
-                  T(249, kBindings, elementLine, " jobjectbyte0 is 10.0.0.1[8] "),
-                  T(249, kBindings, elementLine, " jobjectbyte2 is 10.0.0.22[9] "),
-                  T(249, kBindings, line_of(m, "ZX_JNI_wanAttachL2tpTunnel ret"),
+                  T(249, kBindingsUnit, binding_line_of(m, "Tunel = %s"), " Tunel = " + tunnel_ + "  "),
+                  T(249, kBindingsUnit, elementLine, " jobjectbyte0 is 10.0.0.1[8] "),
+                  T(249, kBindingsUnit, elementLine, " jobjectbyte2 is 10.0.0.22[9] "),
+                  T(249, kBindingsUnit, binding_line_of(m, "ZX_JNI_wanAttachL2tpTunnel ret"),
                     " ZX_JNI_wanAttachL2tpTunnel ret: 0 buff:{\"Result\":0}"),
               }));
     received("tarn");
@@ -235,7 +199,7 @@ TEST_F(AddressList, DetachSendsTheSameListAndAnEmptyNameIsNull) {
     EXPECT_EQ(count_of(received("tarn"), kAddrDel), 0u);
     std::vector<std::string> records = take_records();
     ASSERT_FALSE(records.empty());
-    EXPECT_EQ(records.back(), L1(kBindings, line_of("wanDetachL2tpTunnel", "last_word(__LINE__, 1)"), 1));
+    EXPECT_EQ(records.back(), L1(kBindingsUnit, binding_line_of("wanDetachL2tpTunnel", "last_word(__LINE__, 1)"), 1));
 }
 
 TEST_F(AddressList, ANullTunnelNameIsNull) {
@@ -245,8 +209,8 @@ TEST_F(AddressList, ANullTunnelNameIsNull) {
     EXPECT_TRUE(received("tarn").empty());
     std::vector<std::string> records = take_records();
     ASSERT_EQ(records.size(), 4u);
-    EXPECT_EQ(records[1], L1(kBindings, line_of("wanAttachL2tpTunnel", "last_word(__LINE__, 1)"), 1));
-    EXPECT_EQ(records[3], L1(kBindings, line_of("wanDetachL2tpTunnel", "last_word(__LINE__, 1)"), 1));
+    EXPECT_EQ(records[1], L1(kBindingsUnit, binding_line_of("wanAttachL2tpTunnel", "last_word(__LINE__, 1)"), 1));
+    EXPECT_EQ(records[3], L1(kBindingsUnit, binding_line_of("wanDetachL2tpTunnel", "last_word(__LINE__, 1)"), 1));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -265,7 +229,7 @@ TEST_F(WanBindings, CreateWithAMissingTextSendsNothing) {
                   env_, nullptr, s, u, nullptr)),
               "<null>");
     EXPECT_EQ(count_of(received("tarn"), kVpnSetup), 0u);
-    const std::string fault = L1(kBindings, line_of("wanCreateL2tpTunnel", "last_word(__LINE__, 1)"), 1);
+    const std::string fault = L1(kBindingsUnit, binding_line_of("wanCreateL2tpTunnel", "last_word(__LINE__, 1)"), 1);
     EXPECT_EQ(take_records(), (std::vector<std::string>{fault, fault, fault})) << "no entry trace";
 }
 
@@ -279,8 +243,8 @@ TEST_F(WanBindings, RemoveAndStatusWithoutAName) {
     EXPECT_TRUE(received("tarn").empty());
     EXPECT_EQ(take_records(),
               (std::vector<std::string>{
-                  L1(kBindings, line_of("wanRemoveL2tpTunnel", "last_word(__LINE__, 1)"), 1),
-                  L1(kBindings, line_of("wanGetL2tpTunnelStatus", "last_word(__LINE__, 1)"), 1),
+                  L1(kBindingsUnit, binding_line_of("wanRemoveL2tpTunnel", "last_word(__LINE__, 1)"), 1),
+                  L1(kBindingsUnit, binding_line_of("wanGetL2tpTunnelStatus", "last_word(__LINE__, 1)"), 1),
               }));
 }
 
@@ -328,14 +292,15 @@ TEST_F(AccessRule, AddAndDeleteSendTheirOperation) {
     std::vector<std::string> mine;
     for (const std::string& r : take_records())
         if (r.find(" baseservice_jni ") != std::string::npos) mine.push_back(r);
-    EXPECT_EQ(mine, (std::vector<std::string>{
-                        T(249, kBindings, line_of("addWANAccessRule", "IntBinding b("),
-                          "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_addWANAccessRule called \r\n"),
-                        T(249, kBindings,
-                          zxtest::source_line_after(kSource, "jint access_rule(", "argumentsTrace, address1"),
-                          "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_addWANAccessRule called "
-                          ":192.168.1.10 0.0.0.0 65535 TCP\r\n"),
-                    }));
+    EXPECT_EQ(
+        mine,
+        (std::vector<std::string>{
+            T(249, kBindingsUnit, binding_line_of("addWANAccessRule", "IntBinding b("),
+              "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_addWANAccessRule called \r\n"),
+            T(249, kBindingsUnit, zxtest::source_line_after(kSource, "jint access_rule(", "argumentsTrace, address1"),
+              "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_addWANAccessRule called "
+              ":192.168.1.10 0.0.0.0 65535 TCP\r\n"),
+        }));
     EXPECT_EQ(del("192.168.1.10", "0.0.0.0", 8080, "UDP"), 0);
     EXPECT_EQ(sent(), nat(0, 8080, "192.168.1.10", "0.0.0.0", "UDP"));
 }
@@ -374,9 +339,9 @@ TEST_F(WanBindings, IpAddressesFailedAreTheFailureText) {
     std::vector<std::string> records = take_records();
     ASSERT_FALSE(records.empty());
     EXPECT_EQ(records.front(),
-              T(249, kBindings, line_of("sysGetIpAddr", "Binding<512> b("),
+              T(249, kBindingsUnit, binding_line_of("sysGetIpAddr", "Binding<512> b("),
                 "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetIpAddr called \r\n"));
-    EXPECT_EQ(records.back(), T(249, kBindings, line_of("sysGetIpAddr", "sysGetIpAddr ret"),
+    EXPECT_EQ(records.back(), T(249, kBindingsUnit, binding_line_of("sysGetIpAddr", "sysGetIpAddr ret"),
                                 " sysGetIpAddr ret: 0 buff:{\"Result\":-1, \"FailReason\":\"\"} \r\n"))
         << "the API answers 0 with its failure text";
 }
@@ -389,17 +354,18 @@ TEST_F(WanBindings, IpAddressesOfTheProfile) {
     EXPECT_NE(answer.find("100.64.12.34"), std::string::npos) << answer;
     EXPECT_EQ(take_records(),
               (std::vector<std::string>{
-                  T(249, kBindings, line_of("sysGetIpAddr", "Binding<512> b("),
+                  T(249, kBindingsUnit, binding_line_of("sysGetIpAddr", "Binding<512> b("),
                     "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetIpAddr called \r\n"),
-                  T(249, kBindings, line_of("sysGetIpAddr", "sysGetIpAddr ret"),
+                  T(249, kBindingsUnit, binding_line_of("sysGetIpAddr", "sysGetIpAddr ret"),
                     " sysGetIpAddr ret: 0 buff:" + answer + " \r\n"),
               }));
 }
 
 TEST_F(AddressList, ATunnelsStatusAndRemoval) {
     take_records();
-    std::string status = answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetL2tpTunnelStatus(
-        env_, nullptr, jtext(tunnel_)));
+    std::string status =
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanGetL2tpTunnelStatus(
+            env_, nullptr, jtext(tunnel_)));
     EXPECT_EQ(status.rfind("{\"Result\":0 ,\"TunnelStatus\":\"", 0), 0u) << status;
     EXPECT_EQ(answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wanRemoveL2tpTunnel(
                   env_, nullptr, jtext(tunnel_))),
@@ -409,15 +375,15 @@ TEST_F(AddressList, ATunnelsStatusAndRemoval) {
         if (r.find(" baseservice_jni ") != std::string::npos) mine.push_back(r);
     const std::string s = "wanGetL2tpTunnelStatus", r = "wanRemoveL2tpTunnel";
     EXPECT_EQ(mine, (std::vector<std::string>{
-                        T(249, kBindings, line_of(s, "Binding<64> b("),
+                        T(249, kBindingsUnit, binding_line_of(s, "Binding<64> b("),
                           "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + s + " called \r\n"),
-                        T(249, kBindings, line_of(s, "str = %s"), "\r\n str = " + tunnel_ + " \r\n"),
-                        T(249, kBindings, line_of(s, "wanGetL2tpTunnelStatus ret"),
+                        T(249, kBindingsUnit, binding_line_of(s, "str = %s"), "\r\n str = " + tunnel_ + " \r\n"),
+                        T(249, kBindingsUnit, binding_line_of(s, "wanGetL2tpTunnelStatus ret"),
                           " wanGetL2tpTunnelStatus ret: 0 buff:" + status),
-                        T(249, kBindings, line_of(r, "Binding<64> b("),
+                        T(249, kBindingsUnit, binding_line_of(r, "Binding<64> b("),
                           "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_" + r + " called \r\n"),
-                        T(249, kBindings, line_of(r, "str = %s"), "\r\n str = " + tunnel_ + " \r\n"),
-                        T(249, kBindings, line_of(r, "wanRemoveL2tpTunnel ret"),
+                        T(249, kBindingsUnit, binding_line_of(r, "str = %s"), "\r\n str = " + tunnel_ + " \r\n"),
+                        T(249, kBindingsUnit, binding_line_of(r, "wanRemoveL2tpTunnel ret"),
                           " wanRemoveL2tpTunnel ret: 0 buff:{\"Result\":0}"),
                     }));
 }
@@ -434,10 +400,11 @@ TEST_F(WanBindings, InterfaceStatisticsAndPppoeAccount) {
     for (const std::string& r : take_records())
         if (r.find(" baseservice_jni ") != std::string::npos) mine.push_back(r);
     ASSERT_EQ(mine.size(), 4u);
-    EXPECT_EQ(mine[1], T(249, kBindings, line_of("wanGetIfStats", "wanGetIfStats ret"),
+    EXPECT_EQ(mine[1], T(249, kBindingsUnit, binding_line_of("wanGetIfStats", "wanGetIfStats ret"),
                          " wanGetIfStats ret: 0 buff:" + stats));
-    EXPECT_EQ(mine[3], T(249, kBindings, line_of("wanGetPppoeAccount", "wanGetPppoeAccount ret"),
-                         " wanGetPppoeAccount ret: 0")) << "the account is not traced";
+    EXPECT_EQ(mine[3], T(249, kBindingsUnit, binding_line_of("wanGetPppoeAccount", "wanGetPppoeAccount ret"),
+                         " wanGetPppoeAccount ret: 0"))
+        << "the account is not traced";
 }
 
 }  // namespace

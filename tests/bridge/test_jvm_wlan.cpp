@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "binding_sim_test.h"
 #include "jvm.h"
 #include "sim_process.h"
 #include "source_lines.h"
@@ -29,13 +30,15 @@
 
 namespace {
 
+using zxtest::binding_line_of;
+using zxtest::kBindingsUnit;
 // The watch of one thread: blocks of one size allocated while it is on, and their bytes at release.
 struct Watch {
     bool on = false;
     size_t size = 0;
-    std::vector<void*>* live = nullptr;               // watched blocks not yet released
-    std::vector<std::string>* seenAtFree = nullptr;   // the bytes of each when it was released
-    size_t failSize = 0;                              // the next block of this size is refused
+    std::vector<void*>* live = nullptr;              // watched blocks not yet released
+    std::vector<std::string>* seenAtFree = nullptr;  // the bytes of each when it was released
+    size_t failSize = 0;                             // the next block of this size is refused
 };
 thread_local Watch t_watch;
 
@@ -147,8 +150,8 @@ JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJN
                                                                                                          jstring);
 JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(
     JNIEnv*, jobject, jint, jint, jcharArray);
-JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getWLANHostInfo(
-    JNIEnv*, jobject, jobjectArray, jint);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getWLANHostInfo(JNIEnv*, jobject, jobjectArray, jint);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetWLanInfo(JNIEnv*,
                                                                                                            jobject,
                                                                                                            jint);
@@ -167,60 +170,23 @@ using zxtest::T;
 using zxtest::take_records;
 using zxtest::utf16_of;
 
-constexpr const char* kBindings = "baseservice_jni";
-constexpr const char* kSymbol = "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_";
-
 constexpr uint32_t kSetSecurity = 0x47103078;
 constexpr uint32_t kForbidChannel = 0x47603163;
 constexpr uint32_t kHostInfo = 0x4760317A;
 
-// The line of the bindings' source holding `needle` after the definition of `method`.
-uint32_t line_of(const std::string& method, const std::string& needle) {
-    return zxtest::source_line_after("baseservice/baseservice_jni.cpp", kSymbol + method + "(", needle);
-}
-
 std::u16string utf16(const std::string& ascii) { return std::u16string(ascii.begin(), ascii.end()); }
 
-class WlanBindings : public zxtest::TracedJvmTest {
+class WlanBindings : public zxtest::BindingSimTest {
 protected:
+    WlanBindings() : BindingSimTest({.services = {"app_m", "wifi"}}) {}
+
     void SetUp() override {
         install_allocator_watch();
-        zxtest::TracedJvmTest::SetUp();
-        if (HasFatalFailure()) return;
-        ASSERT_TRUE(sim_.start());
+        BindingSimTest::SetUp();
     }
     void TearDown() override {
         t_watch = Watch{};
-        EXPECT_TRUE(sim_.stop());
-        zxtest::TracedJvmTest::TearDown();
-    }
-
-    jstring jtext(const std::string& s) { return vm_->NewStringUTF(s.c_str()); }
-
-    jobjectArray jtexts(const std::vector<const char*>& items) {
-        jclass cls = vm_->FindClass("java/lang/String");
-        jobjectArray a = vm_->NewObjectArray(static_cast<jsize>(items.size()), cls, nullptr);
-        vm_->DeleteLocalRef(cls);
-        for (size_t i = 0; i < items.size(); ++i) {
-            if (!items[i]) continue;
-            jstring item = jtext(items[i]);
-            vm_->SetObjectArrayElement(a, static_cast<jsize>(i), item);
-            vm_->DeleteLocalRef(item);
-        }
-        return a;
-    }
-
-    jcharArray jchars(const std::vector<jchar>& items) {
-        jcharArray a = vm_->NewCharArray(static_cast<jsize>(items.size()));
-        vm_->SetCharArrayRegion(a, 0, static_cast<jsize>(items.size()), items.data());
-        return a;
-    }
-
-    // The requests `service` received since the last look, then forgotten.
-    std::vector<zxtest::Received> received(const std::string& service) {
-        auto r = sim_.received(service, true);
-        EXPECT_TRUE(r.has_value());
-        return r.value_or(std::vector<zxtest::Received>{});
+        BindingSimTest::TearDown();
     }
 
     // The host query the binding sent for `macs`: the 164-byte record.
@@ -233,11 +199,8 @@ protected:
 
     jstring host_info(jobjectArray macs) {
         return Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getWLANHostInfo(env_, nullptr, macs,
-                                                                                                7);
+                                                                                                 7);
     }
-
-    zxtest::ScopedBusDir bus_;
-    SimProcess sim_{{.services = {"app_m", "wifi"}}};
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -259,7 +222,7 @@ TEST_F(WlanBindings, KeyReachesTheServiceWholeAndIsZeroWhenReleased) {
     std::vector<std::string> seen;
     t_watch = Watch{true, key.size() + 1, &live, &seen};
     jint answer = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetSecurity(env_, nullptr, 3,
-                                                                                                 jFirst, jKey);
+                                                                                                    jFirst, jKey);
     t_watch = Watch{};
     EXPECT_EQ(answer, 0);
 
@@ -284,7 +247,7 @@ TEST_F(WlanBindings, KeyIsWipedWhenTheServiceRefuses) {
     std::vector<std::string> seen;
     t_watch = Watch{true, key.size() + 1, &live, &seen};
     jint answer = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetSecurity(env_, nullptr, 1,
-                                                                                                 jFirst, jKey);
+                                                                                                    jFirst, jKey);
     t_watch = Watch{};
     EXPECT_EQ(answer, -1);
     EXPECT_EQ(std::count(seen.begin(), seen.end(), key), 0);
@@ -295,14 +258,15 @@ TEST_F(WlanBindings, KeyIsWipedWhenTheServiceRefuses) {
 TEST_F(WlanBindings, NullTextsSendNothing) {
     jstring jKey = jtext("secret-key");
     EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetSecurity(env_, nullptr, 1,
-                                                                                             nullptr, jKey),
+                                                                                                nullptr, jKey),
+              -1);
+    EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetSecurity(
+                  env_, nullptr, 1, jtext("first"), nullptr),
               -1);
     EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetSecurity(env_, nullptr, 1,
-                                                                                             jtext("first"), nullptr),
-              -1);
-    EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetSecurity(env_, nullptr, 1,
-                                                                                             jtext(""), jKey),
-              -1) << "an empty text converts to nothing";
+                                                                                                jtext(""), jKey),
+              -1)
+        << "an empty text converts to nothing";
     EXPECT_TRUE(received("app_m").empty());
     EXPECT_TRUE(take_records().empty()) << "this binding writes no trace";
 }
@@ -312,9 +276,8 @@ TEST_F(WlanBindings, NullTextsSendNothing) {
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(WlanBindings, EightMacsAreSentAndANinthIsRefused) {
-    std::vector<const char*> eight{"00:11:22:33:44:01", "00:11:22:33:44:02", "00:11:22:33:44:03",
-                                   "00:11:22:33:44:04", "00:11:22:33:44:05", "00:11:22:33:44:06",
-                                   "00:11:22:33:44:07", "00:11:22:33:44:08"};
+    std::vector<const char*> eight{"00:11:22:33:44:01", "00:11:22:33:44:02", "00:11:22:33:44:03", "00:11:22:33:44:04",
+                                   "00:11:22:33:44:05", "00:11:22:33:44:06", "00:11:22:33:44:07", "00:11:22:33:44:08"};
     jstring s = host_info(jtexts(eight));
     if (s) env_->DeleteLocalRef(s);
     std::vector<zxtest::Received> got = received("wifi");
@@ -342,9 +305,9 @@ TEST_F(WlanBindings, EmptyAndNullMacs) {
     const std::vector<Case> cases{
         {{}, true, host_query({}, 0)},
         {{}, false, host_query({}, 0)},
-        {{""}, false, host_query({}, 0)},                // one empty MAC asks for every host
-        {{"", ""}, false, host_query({"", ""}, 2)},      // two are two empty entries
-        {{nullptr}, false, host_query({}, 0)},           // a null element is an empty entry
+        {{""}, false, host_query({}, 0)},            // one empty MAC asks for every host
+        {{"", ""}, false, host_query({"", ""}, 2)},  // two are two empty entries
+        {{nullptr}, false, host_query({}, 0)},       // a null element is an empty entry
         {{nullptr, "aa:bb:cc:dd:ee:ff", nullptr}, false, host_query({"", "aa:bb:cc:dd:ee:ff"}, 3)},
     };
     for (size_t i = 0; i < cases.size(); ++i) {
@@ -375,18 +338,18 @@ TEST_F(WlanBindings, FailedHostQueryIsTheFixedText) {
     EXPECT_EQ(take_records(),
               (std::vector<std::string>{
                   L1("../zel/zx_zel_jni_api", 95, 0xF7603005),  // the wrapper's own record
-                  L1(kBindings, line_of("getWLANHostInfo", "last_word(__LINE__, result)"), 0xF7603005),
-                  T(249, kBindings, line_of("getWLANHostInfo", "RPCCall failed"),
+                  L1(kBindingsUnit, binding_line_of("getWLANHostInfo", "last_word(__LINE__, result)"), 0xF7603005),
+                  T(249, kBindingsUnit, binding_line_of("getWLANHostInfo", "RPCCall failed"),
                     "\r\n getWLANHostInfo JNI RPCCall failed\r\n"),
               }));
 }
 
 TEST_F(WlanBindings, HostQueryWithoutItsReplyBlockIsNull) {
-    zxhost::alloc_fail_at(kBindings, line_of("getWLANHostInfo", "malloc_d(kHostInfoReplySize"));
+    zxhost::alloc_fail_at(kBindingsUnit, binding_line_of("getWLANHostInfo", "malloc_d(kHostInfoReplySize"));
     EXPECT_EQ(host_info(jtexts({"00:11:22:33:44:55"})), nullptr);
     EXPECT_TRUE(received("wifi").empty());
     EXPECT_EQ(take_records(), (std::vector<std::string>{
-                                  L1(kBindings, line_of("getWLANHostInfo", "last_word(__LINE__, 1)"), 1),
+                                  L1(kBindingsUnit, binding_line_of("getWLANHostInfo", "last_word(__LINE__, 1)"), 1),
                               }));
 }
 
@@ -446,8 +409,8 @@ TEST_F(ForbidChannel, WithoutItsBlockNothingIsSent) {
     std::vector<void*> live;
     std::vector<std::string> seen;
     t_watch = Watch{false, 0, &live, &seen, 32};
-    jint answer = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(
-        env_, nullptr, 0, 5, chars);
+    jint answer = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(env_, nullptr,
+                                                                                                         0, 5, chars);
     const bool refused = t_watch.failSize == 0;
     t_watch = Watch{};
     ASSERT_TRUE(refused) << "the block was asked for";
@@ -462,7 +425,7 @@ TEST_F(ForbidChannel, RadioTwoAndAFailureAnswerMinusOne) {
     take_records();
     EXPECT_EQ(sent(0, 1, jchars({'6'}), -1), record(0, 1, "6"));
     for (const std::string& r : take_records())
-        EXPECT_EQ(r.find(kBindings), std::string::npos) << "a failure writes no binding trace: " << r;
+        EXPECT_EQ(r.find(kBindingsUnit), std::string::npos) << "a failure writes no binding trace: " << r;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -470,21 +433,22 @@ TEST_F(ForbidChannel, RadioTwoAndAFailureAnswerMinusOne) {
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(WlanBindings, SsidInformationWithoutItsBlockIsNull) {
-    zxhost::alloc_fail_at(kBindings, line_of("sysGetWLanInfo", "PlatformBuffer block("));
+    zxhost::alloc_fail_at(kBindingsUnit, binding_line_of("sysGetWLanInfo", "PlatformBuffer block("));
     EXPECT_EQ(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_sysGetWLanInfo(env_, nullptr, 0),
               nullptr);
     EXPECT_TRUE(received("app_m").empty());
     EXPECT_EQ(take_records(),
               (std::vector<std::string>{
-                  T(249, kBindings, line_of("sysGetWLanInfo", "sysGetWLanInfo called"), "\r\n sysGetWLanInfo called \r\n"),
-                  T(249, kBindings, line_of("sysGetWLanInfo", "ssid = %u"), "\r\n ssid = 0 \r\n"),
-                  L1(kBindings, line_of("sysGetWLanInfo", "last_word(__LINE__, 1)"), 1),
+                  T(249, kBindingsUnit, binding_line_of("sysGetWLanInfo", "sysGetWLanInfo called"),
+                    "\r\n sysGetWLanInfo called \r\n"),
+                  T(249, kBindingsUnit, binding_line_of("sysGetWLanInfo", "ssid = %u"), "\r\n ssid = 0 \r\n"),
+                  L1(kBindingsUnit, binding_line_of("sysGetWLanInfo", "last_word(__LINE__, 1)"), 1),
               }));
 }
 
 TEST_F(WlanBindings, LedAnswersZeroOrMinusOneNeverJson) {
-    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_LedSetState(env_, nullptr, 1, 2,
-                                                                                              500, 500);
+    jstring s =
+        Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_LedSetState(env_, nullptr, 1, 2, 500, 500);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(utf16_of(env_, s), u"0");
     env_->DeleteLocalRef(s);
