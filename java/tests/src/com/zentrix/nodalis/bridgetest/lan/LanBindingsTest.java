@@ -6,7 +6,6 @@ import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 
-import com.google.gson.JsonObject;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import com.zentrix.nodalis.bridgetest.support.SimControl;
 import com.zentrix.nodalis.bridgetest.support.SimControl.Fault;
@@ -15,8 +14,6 @@ import com.zentrix.nodalis.bridgetest.support.TraceFile.TraceRecord;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.util.ArrayList;
-import java.util.HexFormat;
 import java.util.List;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
@@ -41,22 +38,7 @@ class LanBindingsTest {
     }
 
     private List<TraceRecord> bindingRecords(long mark) throws IOException {
-        List<TraceRecord> out = new ArrayList<>();
-        for (TraceRecord r : trace.since(mark)) {
-            if (r.file().equals(FILE)) out.add(r);
-        }
-        return out;
-    }
-
-    /** The payloads {@code service} received since the last look, of command {@code msgId}. */
-    private static List<byte[]> sent(String service, long msgId) throws IOException {
-        List<byte[]> out = new ArrayList<>();
-        for (var e : ctl().received(service)) {
-            JsonObject r = e.getAsJsonObject();
-            if (r.get("msgId").getAsLong() == msgId) out.add(HexFormat.of().parseHex(r.get("data").getAsString()));
-        }
-        ctl().clearRecords();
-        return out;
+        return trace.since(mark, FILE);
     }
 
     private static byte[] setRequest(String mac, int first, int second) {
@@ -74,7 +56,7 @@ class LanBindingsTest {
     private byte[] setSent(String mac, int first, int second) throws IOException {
         ctl().inject("app_m", SET_MAX_BANDWIDTH, Fault.status(0, 1));
         assertNull(jni.lanSetDevMaxBandwidth(mac, first, second), "no reply is null");
-        List<byte[]> got = sent("app_m", SET_MAX_BANDWIDTH);
+        List<byte[]> got = ctl().payloads("app_m", SET_MAX_BANDWIDTH);
         assertEquals(1, got.size());
         return got.get(0);
     }
@@ -82,7 +64,7 @@ class LanBindingsTest {
     private String getSent(String mac) throws IOException {
         ctl().inject("app_m", GET_MAX_BANDWIDTH, Fault.status(0, 1));
         assertNull(jni.lanGetDevMaxBandwidth(mac));
-        List<byte[]> got = sent("app_m", GET_MAX_BANDWIDTH);
+        List<byte[]> got = ctl().payloads("app_m", GET_MAX_BANDWIDTH);
         assertEquals(1, got.size());
         return new String(got.get(0), StandardCharsets.US_ASCII);
     }
@@ -130,6 +112,6 @@ class LanBindingsTest {
         assertNull(jni.lanSetDevMaxBandwidth("001122AABBCC", 1, 2));
         ctl().inject("app_m", GET_MAX_BANDWIDTH, Fault.status(0xF7103002L, 1));
         assertNull(jni.lanGetDevMaxBandwidth("001122AABBCC"));
-        assertEquals(1, sent("app_m", SET_MAX_BANDWIDTH).size());
+        assertEquals(1, ctl().payloads("app_m", SET_MAX_BANDWIDTH).size());
     }
 }

@@ -16,7 +16,9 @@ import java.nio.channels.Selector;
 import java.nio.channels.SocketChannel;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.util.ArrayList;
 import java.util.HexFormat;
+import java.util.List;
 
 /**
  * The simulator's control socket (&lt;bus dir&gt;/gatewaysim.ctl): one JSON request per line, one
@@ -68,6 +70,20 @@ public final class SimControl implements AutoCloseable {
 
     public void clearRecords() throws IOException {
         ok(op("clear"));
+    }
+
+    /**
+     * The request bytes of command {@code msgId} that {@code service} received since the last clear,
+     * oldest first; then every record is forgotten.
+     */
+    public List<byte[]> payloads(String service, long msgId) throws IOException {
+        List<byte[]> out = new ArrayList<>();
+        for (JsonElement e : received(service)) {
+            JsonObject r = e.getAsJsonObject();
+            if (r.get("msgId").getAsLong() == msgId) out.add(HexFormat.of().parseHex(r.get("data").getAsString()));
+        }
+        clearRecords();
+        return out;
     }
 
     public JsonObject state(String service) throws IOException {

@@ -59,6 +59,15 @@ public final class TraceFile {
         return records;
     }
 
+    /** The records written since {@code mark} by the source {@code file} ("baseservice_jni", ...). */
+    public List<TraceRecord> since(long mark, String file) throws IOException {
+        List<TraceRecord> out = new ArrayList<>();
+        for (TraceRecord r : since(mark)) {
+            if (r.file().equals(file)) out.add(r);
+        }
+        return out;
+    }
+
     public List<TraceRecord> all() throws IOException {
         return since(0);
     }

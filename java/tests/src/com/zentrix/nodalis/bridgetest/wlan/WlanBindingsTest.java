@@ -23,7 +23,6 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.HexFormat;
 import java.util.List;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
@@ -35,7 +34,6 @@ import org.junit.jupiter.api.extension.RegisterExtension;
 class WlanBindingsTest {
     @RegisterExtension
     static final GatewayExtension gateway = new GatewayExtension(List.of("app_m", "wifi"));
-
 
     private static final long GET_SECURITY = 0x47103077L;
     private static final long SET_SECURITY = 0x47103078L;
@@ -61,28 +59,8 @@ class WlanBindingsTest {
         return gateway.ctl();
     }
 
-
-
     private List<TraceRecord> bindingRecords(long mark) throws IOException {
-        List<TraceRecord> out = new ArrayList<>();
-        for (TraceRecord r : trace.since(mark)) {
-            if (r.file().equals(FILE)) out.add(r);
-        }
-        return out;
-    }
-
-    /**
-     * The payloads {@code service} received since the last look, of command {@code msgId}; every
-     * record is forgotten.
-     */
-    private static List<byte[]> sent(String service, long msgId) throws IOException {
-        List<byte[]> out = new ArrayList<>();
-        for (var e : ctl().received(service)) {
-            JsonObject r = e.getAsJsonObject();
-            if (r.get("msgId").getAsLong() == msgId) out.add(HexFormat.of().parseHex(r.get("data").getAsString()));
-        }
-        ctl().clearRecords();
-        return out;
+        return trace.since(mark, FILE);
     }
 
     private static JsonObject ssid(int index) throws IOException {
@@ -134,7 +112,7 @@ class WlanBindingsTest {
         mark = trace.mark();
         assertEquals(0, jni.wlanSetSecurity(1, "WPA3-SAE", key));
         assertTrue(bindingRecords(mark).isEmpty(), "wlanSetSecurity writes no trace");
-        List<byte[]> got = sent("app_m", SET_SECURITY);
+        List<byte[]> got = ctl().payloads("app_m", SET_SECURITY);
         assertEquals(1, got.size());
         assertEquals(133, got.get(0).length);
         assertEquals(1, word(got.get(0), 0));
@@ -173,7 +151,7 @@ class WlanBindingsTest {
         String hugeMode = "M".repeat(200_000);
         String hugeKey = "k".repeat(1_000_000);
         jni.wlanSetSecurity(5, hugeMode, hugeKey);
-        List<byte[]> got = sent("app_m", SET_SECURITY);
+        List<byte[]> got = ctl().payloads("app_m", SET_SECURITY);
         assertEquals(1, got.size());
         assertEquals(133, got.get(0).length);
         assertEquals("M".repeat(63), text(got.get(0), 4, 64));
@@ -218,7 +196,7 @@ class WlanBindingsTest {
         assertEquals(0, jni.wlanSetForbidChannel(0, 3, new char[] {1, 6, 11}));
         assertEquals(List.of(at("wlanSetForbidChannel", "ret: %u", "ZX_JNI_wlanSetForbidChannel ret: 0 ")),
                 bindingRecords(mark));
-        List<byte[]> got = sent("wifi", FORBID_CHANNEL);
+        List<byte[]> got = ctl().payloads("wifi", FORBID_CHANNEL);
         assertEquals(1, got.size());
         byte[] expected = new byte[40];
         expected[4] = 3;
@@ -236,7 +214,7 @@ class WlanBindingsTest {
     @Test
     void aCountBeyondTheArrayOrTheBlockSendsWhatExists() throws Exception {
         assertEquals(0, jni.wlanSetForbidChannel(1, 40, new char[] {36, 40}));
-        byte[] got = sent("wifi", FORBID_CHANNEL).get(0);
+        byte[] got = ctl().payloads("wifi", FORBID_CHANNEL).get(0);
         assertEquals(40, word(got, 4));
         assertArrayEquals(new byte[] {36, 40, 0}, Arrays.copyOfRange(got, 8, 11));
         assertEquals(ints(36, 40), radio(1).getAsJsonArray("forbiddenChannels"));
@@ -244,13 +222,13 @@ class WlanBindingsTest {
         char[] many = new char[100];
         Arrays.fill(many, (char) 0x0124); // low byte 36
         jni.wlanSetForbidChannel(1, Integer.MAX_VALUE, many);
-        got = sent("wifi", FORBID_CHANNEL).get(0);
+        got = ctl().payloads("wifi", FORBID_CHANNEL).get(0);
         byte[] channels = new byte[32];
         Arrays.fill(channels, 0, 31, (byte) 36);
         assertArrayEquals(channels, Arrays.copyOfRange(got, 8, 40), "31 characters and the block's end");
 
         assertEquals(0, jni.wlanSetForbidChannel(1, 3, null), "no array: an empty channel text");
-        got = sent("wifi", FORBID_CHANNEL).get(0);
+        got = ctl().payloads("wifi", FORBID_CHANNEL).get(0);
         assertArrayEquals(new byte[32], Arrays.copyOfRange(got, 8, 40));
         assertEquals(0, jni.wlanSetForbidChannel(1, 2, new char[0]));
         assertEquals(ints(), radio(1).getAsJsonArray("forbiddenChannels"));
@@ -321,7 +299,7 @@ class WlanBindingsTest {
     void wpsStateQueryIsTheSameForEveryIndex() throws Exception {
         jni.wlanGetWPSState(5);
         jni.wlanGetWPSState(0);
-        List<byte[]> got = sent("wifi", WPS_STATE);
+        List<byte[]> got = ctl().payloads("wifi", WPS_STATE);
         assertEquals(2, got.size());
         assertArrayEquals(new byte[18], got.get(0));
         assertArrayEquals(new byte[18], got.get(1));
@@ -343,7 +321,7 @@ class WlanBindingsTest {
         assertEquals(List.of(HOST_3), macsIn(jni.getWLANHostInfo(new String[] {HOST_3.toLowerCase()}, 0)));
         assertEquals(List.of(HOST_1), macsIn(jni.getWLANHostInfo(new String[] {null, HOST_1, "00:00:00:00:00:01"}, 0)));
 
-        List<byte[]> got = sent("wifi", HOST_INFO);
+        List<byte[]> got = ctl().payloads("wifi", HOST_INFO);
         assertEquals(4, got.size());
         assertEquals(0, word(got.get(0), 160));
         assertEquals(0, word(got.get(1), 160), "one empty MAC is sent like none");
@@ -358,7 +336,7 @@ class WlanBindingsTest {
         String[] eight = new String[8];
         for (int i = 0; i < 8; i++) eight[i] = String.format("00:11:22:33:44:%02X", i);
         assertNotNull(jni.getWLANHostInfo(eight, 0));
-        byte[] got = sent("wifi", HOST_INFO).get(0);
+        byte[] got = ctl().payloads("wifi", HOST_INFO).get(0);
         assertEquals(8, word(got, 160));
         for (int i = 0; i < 8; i++) assertEquals(eight[i], text(got, 20 * i, 20));
 
@@ -371,7 +349,7 @@ class WlanBindingsTest {
         assertTrue(bindingRecords(mark).isEmpty());
 
         assertNotNull(jni.getWLANHostInfo(new String[] {"", ""}, 0));
-        got = sent("wifi", HOST_INFO).get(0);
+        got = ctl().payloads("wifi", HOST_INFO).get(0);
         assertEquals(2, word(got, 160), "two empty MACs are two entries");
         assertArrayEquals(new byte[160], Arrays.copyOfRange(got, 0, 160));
     }
@@ -380,7 +358,7 @@ class WlanBindingsTest {
     void overlongMacsStayInTheirEntries() throws Exception {
         String longMac = "AB".repeat(5000);
         assertNotNull(jni.getWLANHostInfo(new String[] {longMac, HOST_2}, 0));
-        byte[] got = sent("wifi", HOST_INFO).get(0);
+        byte[] got = ctl().payloads("wifi", HOST_INFO).get(0);
         assertEquals("AB".repeat(10).substring(0, 19), text(got, 0, 20));
         assertEquals(0, got[19]);
         assertEquals(HOST_2, text(got, 20, 20), "the next entry is untouched");
@@ -465,7 +443,7 @@ class WlanBindingsTest {
         assertEquals(2, led.get("color").getAsInt());
         assertEquals(250, led.get("onTime").getAsInt());
         assertEquals(750, led.get("offTime").getAsInt());
-        byte[] got = sent("app_m", SET_LED).get(0);
+        byte[] got = ctl().payloads("app_m", SET_LED).get(0);
         assertEquals(16, got.length);
         assertEquals(3, word(got, 0));
         assertEquals(750, word(got, 12));
