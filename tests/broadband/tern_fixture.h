@@ -63,14 +63,6 @@ protected:
         ASSERT_TRUE(sim_.inject(service, msgId, zxtest::Fault::status(status, times)));
     }
 
-    // The records of this unit only (the wrappers' and the tunnel API's records name other units).
-    std::vector<zxhost::TraceRecord> unit_records(const std::vector<zxhost::TraceRecord>& all) {
-        std::vector<zxhost::TraceRecord> out;
-        for (const auto& r : all)
-            if (r.file == kFile) out.push_back(r);
-        return out;
-    }
-
     using SimFixture::expect_trace;
     void expect_trace(const std::vector<zxhost::TraceRecord>& records, uint32_t line, const std::string& text) const {
         expect_trace(records, kLevel, line, text);

@@ -79,6 +79,16 @@ protected:
 
     std::vector<zxhost::TraceRecord> traces() { return zxhost::trace_capture_take(); }
 
+    // The records of the unit under test only (the wrappers and the units it calls write their own).
+    std::vector<zxhost::TraceRecord> unit_records(const std::vector<zxhost::TraceRecord>& all) const {
+        std::vector<zxhost::TraceRecord> out;
+        for (const auto& r : all)
+            if (r.file == unit_) out.push_back(r);
+        return out;
+    }
+    // The unit's records captured since the last look.
+    std::vector<zxhost::TraceRecord> unit_records() { return unit_records(traces()); }
+
     // The unit's one short last word at a line, with its code.
     void expect_last_word_1(const std::vector<zxhost::TraceRecord>& records, uint32_t line, uint32_t code) const {
         auto found = at_line(records, zxhost::TraceRecord::LastWord1, line, unit_);

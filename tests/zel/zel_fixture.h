@@ -72,14 +72,6 @@ protected:
         return nullptr;
     }
 
-    // The records of this unit only (the wrappers' own records name other units or lines).
-    std::vector<zxhost::TraceRecord> unit_records() {
-        std::vector<zxhost::TraceRecord> out;
-        for (const auto& r : traces())
-            if (r.file == kFile) out.push_back(r);
-        return out;
-    }
-
     using SimFixture::expect_trace;
     void expect_trace(const std::vector<zxhost::TraceRecord>& records, uint32_t line, const std::string& text) const {
         expect_trace(records, kLevel, line, text);
