@@ -30,4 +30,8 @@
 #define ZX_SIM_DISC_BAD_NAME 0xF7104002u    /* a new name that is empty, 64 characters long or holds '/' */
 #define ZX_SIM_DISC_BAD_REQUEST 0xF7104003u /* a disc-list request other than the 5 bytes "input" */
 
+/* What the simulated configuration service answers for media-scanner requests it refuses. */
+#define ZX_SIM_SCAN_OFF 0xF7105001u      /* the scanner is switched off */
+#define ZX_SIM_SCAN_BAD_TYPE 0xF7105002u /* a file type other than "video", "picture", "music" */
+
 #endif
