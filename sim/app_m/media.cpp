@@ -114,8 +114,8 @@ void scan_list(Call& call) {
     json_object_object_add(answer.get(), "Result", json_object_new_int(0));
     add_text(answer.get(), "Type", known->name);
     json_object* list = json_object_new_array();
-    for (const std::string& f : scan(call).of(known->kind))
-        json_object_array_add(list, json_object_new_string(f.c_str()));
+    Found found = scan(call);
+    for (const std::string& f : found.of(known->kind)) json_object_array_add(list, json_object_new_string(f.c_str()));
     json_object_object_add(answer.get(), "Files", list);
     std::string text = json_line(answer.get());
 
