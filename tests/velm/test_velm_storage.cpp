@@ -252,6 +252,25 @@ TEST_F(VelmRename, FailedCallsAreRecordedAt2060And2096) {
     EXPECT_EQ(got[0].timeoutMs, 30000u);
 }
 
+TEST_F(VelmRename, BothTextsAreCopiedWhole63CharactersFitAnd64AreCut) {
+    // The service answers without data: only the requests are looked at here.
+    inject("usb_mngt", kChangeDiscName, Fault::status(0));
+    inject("usb_mngt", kChangeDiscNameByPath, Fault::status(0));
+    const std::string a63(63, 'a'), b63(63, 'b');
+    const std::string a64 = a63 + "A", b64 = b63 + "B";
+    EXPECT_EQ(ZX_JNI_changeDiscName(a63.c_str(), b63.c_str()), 0u);
+    EXPECT_EQ(ZX_JNI_changeDiscName(a64.c_str(), b64.c_str()), 0u);
+    EXPECT_EQ(ZX_JNI_changeDiscNameByPath(a63.c_str(), b64.c_str()), 0u);
+    EXPECT_EQ(ZX_JNI_changeDiscNameByPath((a64 + "tail").c_str(), b63.c_str()), 0u);
+    const std::string both63 = a63 + '\0' + b63 + '\0';
+    auto got = expect_received("usb_mngt", {{kChangeDiscName, both63},
+                                            {kChangeDiscName, both63},
+                                            {kChangeDiscNameByPath, both63},
+                                            {kChangeDiscNameByPath, both63}});
+    for (const auto& r : got) EXPECT_EQ(r.data.size(), 128u);
+    expect_no_last_word(traces());
+}
+
 // ---------------------------------------------------------------------------------------------
 // Mount path of a named disc
 // ---------------------------------------------------------------------------------------------
