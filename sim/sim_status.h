@@ -25,4 +25,21 @@
 #define ZX_SIM_NAT_MISSING 0xF7103A02u    /* no such NAT rule to delete */
 #define ZX_SIM_FWD_NOT_INIT 0xF7307001u   /* HTTP forwarding was not initialised */
 
+/* What the simulated USB manager answers for disc requests it refuses. */
+#define ZX_SIM_DISC_UNKNOWN 0xF7104001u     /* no disc of that name or mount path */
+#define ZX_SIM_DISC_BAD_NAME 0xF7104002u    /* a new name that is empty, 64 characters long or holds '/' */
+#define ZX_SIM_DISC_BAD_REQUEST 0xF7104003u /* a disc-list request other than the 5 bytes "input" */
+
+/* What the simulated configuration service answers for media-scanner requests it refuses. */
+#define ZX_SIM_SCAN_OFF 0xF7105001u      /* the scanner is switched off */
+#define ZX_SIM_SCAN_BAD_TYPE 0xF7105002u /* a file type other than "video", "picture", "music" */
+
+/* What the simulated bundle manager answers when it cannot write the plug-in permissions. */
+#define ZX_SIM_PERM_NO_SEGMENT 0xF7213011u /* the caller's segment does not exist */
+#define ZX_SIM_PERM_TOO_LARGE 0xF7213012u  /* the size asked for is larger than the segment */
+
+/* What the simulated voice service answers for do-not-disturb requests it refuses. */
+#define ZX_SIM_VOICE_NO_LINE 0xF7209001u   /* no POTS line with that number */
+#define ZX_SIM_VOICE_BAD_STATE 0xF7209002u /* a state other than 0 and 1 */
+
 #endif
