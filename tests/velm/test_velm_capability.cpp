@@ -171,6 +171,22 @@ TEST_F(VelmCloudStatus, AServiceThatDoesNotAnswerIsRecordedAt2234) {
     expect_last_word_1(traces(), 2234, ZX_MSG_ERR_TIMEOUT);
 }
 
+TEST_F(VelmCloudStatus, TheStatusOfTheServiceState) {
+    EXPECT_EQ(ZX_JNI_GetCloudStatus(nullptr), 1u);
+    expect_received("app_m", {});
+    uint32_t status = 77;
+    ASSERT_EQ(ZX_JNI_GetCloudStatus(&status), 0u);
+    EXPECT_EQ(status, 1u);  // registered in the default profile
+    ASSERT_TRUE(sim_.set_state("app_m", "cloudStatus", 0));
+    ASSERT_EQ(ZX_JNI_GetCloudStatus(&status), 0u);
+    EXPECT_EQ(status, 0u);
+    ASSERT_TRUE(sim_.set_state("app_m", "cloudStatus", 5));
+    ASSERT_EQ(ZX_JNI_GetCloudStatus(&status), 0u);
+    EXPECT_EQ(status, 5u);
+    expect_received("app_m", {{kGetCloudStatus, word(0)}, {kGetCloudStatus, word(0)}, {kGetCloudStatus, word(0)}});
+    expect_no_last_word(traces());
+}
+
 // ---------------------------------------------------------------------------------------------
 // Deployment units and permissions
 // ---------------------------------------------------------------------------------------------
@@ -230,6 +246,20 @@ TEST_F(VelmDuCount, AServiceThatDoesNotAnswerIsRecordedAt2367) {
     zxtest::set_env("ZX_TIMEOUT_SCALE", nullptr);
     EXPECT_EQ(count, 77u);
     expect_last_word_1(traces(), 2367, ZX_MSG_ERR_TIMEOUT);
+}
+
+TEST_F(VelmDuCount, TheInstalledBundlesAreCounted) {
+    EXPECT_EQ(ZX_JNI_GetDuCount(nullptr), 1);
+    expect_received("osgi_proxy", {});
+    ASSERT_TRUE(three_bundles(sim_));
+    uint32_t count = 77;
+    ASSERT_EQ(ZX_JNI_GetDuCount(&count), 0);
+    EXPECT_EQ(count, 2u);
+    ASSERT_TRUE(sim_.set_state("osgi_proxy", "bundles", zxtest::StateValue::object({})));
+    ASSERT_EQ(ZX_JNI_GetDuCount(&count), 0);
+    EXPECT_EQ(count, 0u);
+    expect_received("osgi_proxy", {{kGetDuCount, word(0)}, {kGetDuCount, word(0)}});
+    expect_no_last_word(traces());
 }
 
 // The permission segment as the binding makes it: created for the call, removed at the end.
@@ -298,6 +328,64 @@ TEST_F(VelmPermissions, AServiceThatDoesNotAnswerIsRecordedAt2337) {
     EXPECT_EQ(ZX_JNI_GetPluginPermissions(100), static_cast<int32_t>(ZX_MSG_ERR_TIMEOUT));
     zxtest::set_env("ZX_TIMEOUT_SCALE", nullptr);
     expect_last_word_1(traces(), 2337, ZX_MSG_ERR_TIMEOUT);
+}
+
+TEST_F(VelmPermissions, WithoutASegmentTheBundleManagerRefuses) {
+    // Another test on this machine may hold the key for a moment: wait until nobody does.
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (shmget(kPermissionShmKey, 0, 0) >= 0 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ASSERT_LT(shmget(kPermissionShmKey, 0, 0), 0) << "a permission segment that does not go away";
+    EXPECT_EQ(ZX_JNI_GetPluginPermissions(4340), static_cast<int32_t>(0xF7213011u));
+    expect_last_word_1(traces(), 2337, 0xF7213011u);
+    expect_received("osgi_proxy", {{kGetPermissions, word(4340)}});
+}
+
+TEST_F(VelmPermissions, TheBundleManagerWritesEachInstalledBundleIntoTheSegment) {
+    ASSERT_TRUE(three_bundles(sim_));
+    uint32_t count = 0;
+    ASSERT_EQ(ZX_JNI_GetDuCount(&count), 0);
+    ASSERT_EQ(count, 2u);
+    {
+        Segment segment(count * 2170);
+        ASSERT_TRUE(segment.ok()) << std::strerror(errno);
+        ASSERT_EQ(ZX_JNI_GetPluginPermissions(static_cast<uint32_t>(segment.size())), 0);
+        const char* end = static_cast<const char*>(std::memchr(segment.bytes(), '\0', segment.size()));
+        ASSERT_NE(end, nullptr) << "a terminated text";
+        std::string text(segment.bytes(), end);
+        auto perms = permissions_of(text);
+        EXPECT_EQ(perms.size(), 2u) << text;
+        EXPECT_EQ(perms["com.example.media"], (std::vector<std::string>{"usb.access", "media.read"}));
+        EXPECT_EQ(perms["com.example.lan"], (std::vector<std::string>{"lan.hosts.read"}));
+        EXPECT_EQ(perms.count("com.example.gone"), 0u);
+        // The bundle manager has let go of the segment: only this process is attached.
+        struct shmid_ds ds {};
+        ASSERT_EQ(shmctl(segment.id(), IPC_STAT, &ds), 0);
+        EXPECT_EQ(ds.shm_nattch, 1u);
+    }
+    expect_received("osgi_proxy", {{kGetDuCount, word(0)}, {kGetPermissions, word(4340)}});
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmPermissions, TheTextIsCutToTheSizeLessOne) {
+    ASSERT_TRUE(three_bundles(sim_));
+    Segment segment(4340);
+    ASSERT_TRUE(segment.ok()) << std::strerror(errno);
+    ASSERT_EQ(ZX_JNI_GetPluginPermissions(10), 0);
+    EXPECT_EQ(segment.bytes()[9], '\0');
+    EXPECT_EQ(std::strlen(segment.bytes()), 9u);
+    EXPECT_EQ(segment.bytes()[0], '[');
+    EXPECT_EQ(static_cast<unsigned char>(segment.bytes()[10]), 0xABu) << "nothing past the size";
+}
+
+TEST_F(VelmPermissions, ASizeLargerThanTheSegmentIsRefusedAndNothingWritten) {
+    ASSERT_TRUE(three_bundles(sim_));
+    Segment segment(100);
+    ASSERT_TRUE(segment.ok()) << std::strerror(errno);
+    EXPECT_EQ(ZX_JNI_GetPluginPermissions(4096 * 4), static_cast<int32_t>(0xF7213012u));
+    expect_last_word_1(traces(), 2337, 0xF7213012u);
+    for (size_t i = 0; i < segment.size(); ++i)
+        ASSERT_EQ(static_cast<unsigned char>(segment.bytes()[i]), 0xABu) << "byte " << i;
 }
 
 }  // namespace

@@ -137,6 +137,41 @@ TEST_F(VelmScanSwitch, AServiceThatDoesNotAnswerIsRecordedAt1936) {
     expect_received("app_m", {{kSetScanSwitch, word(0)}});
 }
 
+TEST_F(VelmScanSwitch, OnAndOffAnswerTheServiceTextAndChangeItsState) {
+    char buf[128] = {};
+    ASSERT_EQ(ZX_JNI_setFilesScanSwitch(0, buf, sizeof buf), 0u);
+    EXPECT_STREQ(buf, "{\"Result\":0}");
+    zxtest::JsonPtr state = sim_.state("app_m");
+    EXPECT_EQ(zxtest::json_int(state.get(), "filesScan"), 0);
+    ASSERT_EQ(ZX_JNI_setFilesScanSwitch(1, buf, sizeof buf), 0u);
+    EXPECT_STREQ(buf, "{\"Result\":0}");
+    state = sim_.state("app_m");
+    EXPECT_EQ(zxtest::json_int(state.get(), "filesScan"), 1);
+    expect_received("app_m", {{kSetScanSwitch, word(0)}, {kSetScanSwitch, word(1)}});
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmScanSwitch, AValueTheServiceRefusesComesBackAsItsText) {
+    char buf[128] = {};
+    ASSERT_EQ(ZX_JNI_setFilesScanSwitch(2, buf, sizeof buf), 0u);
+    EXPECT_STREQ(buf, "{\"Result\":-1,\"FailReason\":\"invalid switch value\"}");
+    expect_received("app_m", {{kSetScanSwitch, word(2)}});
+    zxtest::JsonPtr state = sim_.state("app_m");
+    EXPECT_EQ(zxtest::json_int(state.get(), "filesScan"), 1);
+}
+
+TEST_F(VelmScanSwitch, ATextThatDoesNotFitIsRecordedAt1940) {
+    const std::string answer = "{\"Result\":0}";  // 12 characters
+    char buf[16];
+    std::memset(buf, 'u', sizeof buf);
+    EXPECT_EQ(ZX_JNI_setFilesScanSwitch(1, buf, 12), 0xF7700005u);
+    EXPECT_EQ(std::string(buf, sizeof buf), std::string(16, 'u'));
+    expect_last_word(traces(), 1940, 0xF7700005u, {12, 12, 0, 0});
+    // One byte more is room for the terminator.
+    ASSERT_EQ(ZX_JNI_setFilesScanSwitch(1, buf, 13), 0u);
+    EXPECT_EQ(std::string(buf), answer);
+}
+
 // ---------------------------------------------------------------------------------------------
 // The scanner's list of one type
 // ---------------------------------------------------------------------------------------------
@@ -145,6 +180,15 @@ TEST_F(VelmScanSwitch, AServiceThatDoesNotAnswerIsRecordedAt1936) {
 void touch(const std::string& path) {
     fs::create_directories(fs::path(path).parent_path());
     std::ofstream(path) << "";
+}
+
+// Two empty discs of the test's own in place of the profile's (whose files are listed too).
+testing::AssertionResult empty_discs(const zxtest::SimProcess& sim) {
+    using zxtest::StateValue;
+    return sim.set_state(
+        "usb_mngt", "discs",
+        StateValue::array({StateValue::object({{"name", "T1"}, {"fsType", "vfat"}, {"mount", "/mnt/t1"}}),
+                           StateValue::object({{"name", "T2"}, {"fsType", "ext4"}, {"mount", "/mnt/t2"}})}));
 }
 
 TEST_F(VelmScanList, AFailedCallIsRecordedAt1977AndSendsTheTypeWithoutItsNul) {
@@ -189,6 +233,94 @@ std::vector<std::string> listed_files(const char* data, uint32_t len, const std:
     return files;
 }
 
+TEST_F(VelmScanList, TheListComesThroughASharedBlockThatIsFreedAndNotTerminated) {
+    ASSERT_TRUE(empty_discs(sim_));
+    const std::string disc1 = host_path("/mnt/t1");
+    const std::string disc2 = host_path("/mnt/t2");
+    touch(disc1 + "/films/b.MKV");
+    touch(disc1 + "/a.mp4");
+    touch(disc2 + "/deep/er/c.avi");
+    touch(disc1 + "/photo.jpg");
+    touch(disc2 + "/song.FLAC");
+    touch(disc1 + "/notes.txt");
+
+    char* data = nullptr;
+    uint32_t len = 0;
+    ASSERT_EQ(ZX_JNI_getFilesScanListByType("video", &data, &len), 0u);
+    ASSERT_NE(data, nullptr);
+    ASSERT_GT(len, 0u);
+    EXPECT_NE(data[len - 1], '\0') << "the service stores the text without its NUL";
+    std::vector<std::string> expected{disc1 + "/a.mp4", disc1 + "/films/b.MKV", disc2 + "/deep/er/c.avi"};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(listed_files(data, len, "video"), expected);
+    // The list is a block of the platform's allocator of exactly len bytes.
+    bool found = false;
+    for (const zxhost::AllocRecord& a : zxhost::alloc_list())
+        if (a.ptr == data) found = a.size == len;
+    EXPECT_TRUE(found);
+    ZX_OS_MemFreeD(data, "test", __LINE__);
+    EXPECT_TRUE(zxhost::vdata_list().empty()) << "the block is freed once read";
+
+    auto got = expect_received("app_m", {{kGetScanList, std::string("video")}});
+    ASSERT_EQ(got.size(), 1u);
+
+    ASSERT_EQ(ZX_JNI_getFilesScanListByType("picture", &data, &len), 0u);
+    EXPECT_EQ(listed_files(data, len, "picture"), std::vector<std::string>{disc1 + "/photo.jpg"});
+    ZX_OS_MemFreeD(data, "test", __LINE__);
+    ASSERT_EQ(ZX_JNI_getFilesScanListByType("music", &data, &len), 0u);
+    EXPECT_EQ(listed_files(data, len, "music"), std::vector<std::string>{disc2 + "/song.FLAC"});
+    ZX_OS_MemFreeD(data, "test", __LINE__);
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmScanList, WithTheSwitchOffTheServiceRefusesAndTheRefusalIsRecordedAt1977) {
+    ASSERT_TRUE(sim_.set_state("app_m", "filesScan", 0));
+    char* data = nullptr;
+    uint32_t len = 0;
+    EXPECT_EQ(ZX_JNI_getFilesScanListByType("video", &data, &len), 0xF7105001u);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(len, 0u);
+    expect_last_word_1(traces(), 1977, 0xF7105001u);
+}
+
+TEST_F(VelmScanList, AnUnknownTypeIsRefusedAndRecordedAt1977) {
+    char* data = nullptr;
+    uint32_t len = 0;
+    EXPECT_EQ(ZX_JNI_getFilesScanListByType("documents", &data, &len), 0xF7105002u);
+    EXPECT_EQ(data, nullptr);
+    expect_last_word_1(traces(), 1977, 0xF7105002u);
+    expect_received("app_m", {{kGetScanList, std::string("documents")}});
+}
+
+TEST_F(VelmScanList, AReadThatCannotAllocateIsRecordedAt1981AndStillFreesTheBlock) {
+    touch(host_path("/mnt/usb2_1") + "/clip.mov");
+    zxhost::alloc_fail_at(kFile, 387);  // the read buffer of the shared-block transfer
+    uint64_t injected = zxhost::alloc_failures_injected();
+    char* data = reinterpret_cast<char*>(0x1);
+    uint32_t len = 77;
+    EXPECT_EQ(ZX_JNI_getFilesScanListByType("video", &data, &len), ZX_JNI_ERR_NOMEM);
+    EXPECT_EQ(zxhost::alloc_failures_injected(), injected + 1);
+    EXPECT_EQ(data, reinterpret_cast<char*>(0x1));
+    EXPECT_EQ(len, 77u);
+    auto records = traces();
+    expect_last_word_1(records, 390, ZX_JNI_ERR_NOMEM);
+    expect_last_word_1(records, 1981, ZX_JNI_ERR_NOMEM);
+    EXPECT_TRUE(zxhost::vdata_list().empty());
+}
+
+TEST_F(VelmScanList, AResultBufferThatCannotBeAllocatedIsRecordedAt1981) {
+    touch(host_path("/mnt/usb2_1") + "/clip.mov");
+    zxhost::alloc_fail_at(kFile, 396);  // the result buffer of the shared-block transfer
+    char* data = nullptr;
+    uint32_t len = 0;
+    EXPECT_EQ(ZX_JNI_getFilesScanListByType("video", &data, &len), ZX_JNI_ERR_NOMEM);
+    EXPECT_EQ(data, nullptr);
+    auto records = traces();
+    expect_last_word_1(records, 399, ZX_JNI_ERR_NOMEM);
+    expect_last_word_1(records, 1981, ZX_JNI_ERR_NOMEM);
+    EXPECT_TRUE(zxhost::vdata_list().empty());
+}
+
 // ---------------------------------------------------------------------------------------------
 // The disc list
 // ---------------------------------------------------------------------------------------------
@@ -216,6 +348,33 @@ TEST_F(VelmDiscs, AServiceThatDoesNotAnswerIsRecordedAt2023) {
     EXPECT_EQ(ZX_JNI_getDiscInfo(&list, &count), ZX_MSG_ERR_TIMEOUT);
     EXPECT_EQ(count, 77u);
     expect_last_word_1(traces(), 2023, ZX_MSG_ERR_TIMEOUT);
+}
+
+TEST_F(VelmDiscs, TheProfileDiscsAreListedWithTheirHostMountPaths) {
+    ZX_USB_DISC_LIST_S list;
+    std::memset(&list, 0xAB, sizeof list);
+    uint32_t count = 0;
+    ASSERT_EQ(ZX_JNI_getDiscInfo(&list, &count), 0u);
+    ASSERT_EQ(count, 2u);
+    EXPECT_EQ(list.uiCount, 2u);
+    EXPECT_STREQ(list.astDisc[0].acDiscName, "USB_DISK1");
+    EXPECT_STREQ(list.astDisc[0].acFsType, "vfat");
+    EXPECT_EQ(std::string(list.astDisc[0].acMntPath), host_path("/mnt/usb1_1"));
+    EXPECT_STREQ(list.astDisc[1].acDiscName, "BACKUP");
+    EXPECT_STREQ(list.astDisc[1].acFsType, "ext4");
+    EXPECT_EQ(std::string(list.astDisc[1].acMntPath), host_path("/mnt/usb2_1"));
+    EXPECT_TRUE(fs::is_directory(list.astDisc[0].acMntPath));
+    EXPECT_TRUE(fs::is_directory(list.astDisc[1].acMntPath));
+    expect_received("usb_mngt", {{kGetDiscInfo, std::string("input")}});
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmDiscs, NoDiscsGiveACountOfZero) {
+    ASSERT_TRUE(sim_.set_state("usb_mngt", "discs", zxtest::StateValue::array({})));
+    ZX_USB_DISC_LIST_S list{};
+    uint32_t count = 77;
+    ASSERT_EQ(ZX_JNI_getDiscInfo(&list, &count), 0u);
+    EXPECT_EQ(count, 0u);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -271,6 +430,57 @@ TEST_F(VelmRename, BothTextsAreCopiedWhole63CharactersFitAnd64AreCut) {
     expect_no_last_word(traces());
 }
 
+TEST_F(VelmRename, ANameOf63CharactersFitsAndOneOf64IsCutTo63) {
+    const std::string name63(63, 'N');
+    const std::string name64 = std::string(63, 'M') + "Z";
+    ASSERT_EQ(ZX_JNI_changeDiscName("USB_DISK1", name63.c_str()), 0u);
+    EXPECT_EQ(disc_name(sim_, 0), name63);
+    ASSERT_EQ(ZX_JNI_changeDiscName(name63.c_str(), name64.c_str()), 0u);
+    EXPECT_EQ(disc_name(sim_, 0), std::string(63, 'M'));
+    expect_received("usb_mngt", {{kChangeDiscName, rename_request("USB_DISK1", name63)},
+                                 {kChangeDiscName, rename_request(name63, std::string(63, 'M'))}});
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmRename, ByPathWithTheHostPathAndWithTheGatewayPath) {
+    const std::string host = host_path("/mnt/usb2_1");
+    const std::string name64 = std::string(64, 'P');
+    ASSERT_LT(host.size(), 64u) << "the temporary root is too deep for a 64-byte path";
+    ASSERT_EQ(ZX_JNI_changeDiscNameByPath(host.c_str(), "ARCHIVE"), 0u);
+    EXPECT_EQ(disc_name(sim_, 1), "ARCHIVE");
+    ASSERT_EQ(ZX_JNI_changeDiscNameByPath("/mnt/usb2_1", name64.c_str()), 0u);
+    EXPECT_EQ(disc_name(sim_, 1), std::string(63, 'P'));
+    EXPECT_EQ(disc_name(sim_, 0), "USB_DISK1");
+    expect_received("usb_mngt", {{kChangeDiscNameByPath, rename_request(host, "ARCHIVE")},
+                                 {kChangeDiscNameByPath, rename_request("/mnt/usb2_1", std::string(63, 'P'))}});
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmRename, AMountPathOf64CharactersIsCutTo63) {
+    const std::string path64 = "/mnt/" + std::string(59, 'q');
+    ASSERT_EQ(path64.size(), 64u);
+    EXPECT_EQ(ZX_JNI_changeDiscNameByPath(path64.c_str(), "X"), 0xF7104001u);
+    expect_last_word_1(traces(), 2060, 0xF7104001u);
+    expect_received("usb_mngt", {{kChangeDiscNameByPath, rename_request(path64.substr(0, 63), "X")}});
+}
+
+TEST_F(VelmRename, RefusalsOfTheServiceAreRecorded) {
+    EXPECT_EQ(ZX_JNI_changeDiscName("NO_SUCH_DISC", "X"), 0xF7104001u);
+    EXPECT_EQ(ZX_JNI_changeDiscName("USB_DISK1", "a/b"), 0xF7104002u);
+    EXPECT_EQ(ZX_JNI_changeDiscNameByPath("/mnt/nowhere", "X"), 0xF7104001u);
+    EXPECT_EQ(ZX_JNI_changeDiscNameByPath("/mnt/usb1_1", ""), 0xF7104002u);
+    auto records = traces();
+    auto at2096 = zxtest::at_line(records, zxhost::TraceRecord::LastWord1, 2096, kFile);
+    ASSERT_EQ(at2096.size(), 2u);
+    EXPECT_EQ(at2096[0].code, 0xF7104001u);
+    EXPECT_EQ(at2096[1].code, 0xF7104002u);
+    auto at2060 = zxtest::at_line(records, zxhost::TraceRecord::LastWord1, 2060, kFile);
+    ASSERT_EQ(at2060.size(), 2u);
+    EXPECT_EQ(at2060[0].code, 0xF7104001u);
+    EXPECT_EQ(at2060[1].code, 0xF7104002u);
+    EXPECT_EQ(disc_name(sim_, 0), "USB_DISK1");
+}
+
 // ---------------------------------------------------------------------------------------------
 // Mount path of a named disc
 // ---------------------------------------------------------------------------------------------
@@ -302,6 +512,27 @@ TEST_F(VelmMntPath, AnAllocationFailureIsRecordedAt2136) {
     EXPECT_EQ(zxhost::alloc_failures_injected(), injected + 1);
     EXPECT_EQ(path, reinterpret_cast<char*>(0x1));
     expect_last_word_1(traces(), 2136, 1);
+}
+
+TEST_F(VelmMntPath, TheHostPathOfANamedDiscIn128Bytes) {
+    char* path = nullptr;
+    ASSERT_EQ(ZX_JNI_getMntPathByDiscName("BACKUP", &path), 0u);
+    ASSERT_NE(path, nullptr);
+    EXPECT_EQ(std::string(path), host_path("/mnt/usb2_1"));
+    bool found = false;
+    for (const zxhost::AllocRecord& a : zxhost::alloc_list())
+        if (a.ptr == path) found = a.size == 128 && a.file == kFile;
+    EXPECT_TRUE(found) << "a 128-byte block of the platform's allocator";
+    ZX_OS_MemFreeD(path, "test", __LINE__);
+    expect_received("usb_mngt", {{kGetMntPath, padded("BACKUP", 64)}});
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmMntPath, AnUnknownDiscIsRefusedAndRecordedAt2132) {
+    char* path = nullptr;
+    EXPECT_EQ(ZX_JNI_getMntPathByDiscName("NO_SUCH_DISC", &path), 0xF7104001u);
+    EXPECT_EQ(path, nullptr);
+    expect_last_word_1(traces(), 2132, 0xF7104001u);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -351,6 +582,14 @@ TEST_F(VelmStorage, TheFiguresAreThoseOfStatfsOfTheSameDirectory) {
     expect_figures_of(root_.path());
     expect_figures_of("/dev/shm");
     expect_no_last_word(traces());
+}
+
+TEST_F(VelmStorage, TheFiguresOfEachListedDisc) {
+    ZX_USB_DISC_LIST_S list{};
+    uint32_t count = 0;
+    ASSERT_EQ(ZX_JNI_getDiscInfo(&list, &count), 0u);
+    ASSERT_EQ(count, 2u);
+    for (uint32_t i = 0; i < count; ++i) expect_figures_of(list.astDisc[i].acMntPath);
 }
 
 // Made-up figures through the library's own statfs call.
@@ -421,6 +660,43 @@ TEST_F(VelmMedia, AServiceThatDoesNotAnswerIsRecordedAt2708) {
     ZX_APPM_MEDIA_FILES_INFO_S info{};
     EXPECT_EQ(ZX_JNI_GetMediaFilesInfo(&info), ZX_MSG_ERR_TIMEOUT);
     expect_last_word_1(traces(), 2708, ZX_MSG_ERR_TIMEOUT);
+}
+
+TEST_F(VelmMedia, TheCountsOfTheProfileDiscs) {
+    ZX_APPM_MEDIA_FILES_INFO_S info;
+    std::memset(&info, 0xAB, sizeof info);
+    ASSERT_EQ(ZX_JNI_GetMediaFilesInfo(&info), 0u);
+    EXPECT_EQ(info.ullPictures, 3u);
+    EXPECT_EQ(info.ullVideos, 2u);
+    EXPECT_EQ(info.ullMusic, 4u);
+    expect_received("app_m", {{kGetMediaInfo, word(0)}});
+    expect_no_last_word(traces());
+}
+
+TEST_F(VelmMedia, TheCountsOfTheScannedDiscs) {
+    ASSERT_TRUE(empty_discs(sim_));
+    const std::string disc1 = host_path("/mnt/t1");
+    const std::string disc2 = host_path("/mnt/t2");
+    for (const char* name : {"/p1.jpg", "/p2.PNG", "/d/p3.webp"}) touch(disc1 + name);
+    for (const char* name : {"/v1.mp4", "/v2.ts", "/v3.WMV", "/e/v4.m4v", "/v5.mov"}) touch(disc2 + name);
+    for (const char* name : {"/m1.mp3", "/m2.ogg", "/m3.wav", "/m4.aac", "/m5.m4a", "/m6.wma", "/m7.flac"})
+        touch(disc1 + "/music" + name);
+    touch(disc1 + "/readme.txt");
+    ZX_APPM_MEDIA_FILES_INFO_S info;
+    std::memset(&info, 0xAB, sizeof info);
+    ASSERT_EQ(ZX_JNI_GetMediaFilesInfo(&info), 0u);
+    EXPECT_EQ(info.ullPictures, 3u);
+    EXPECT_EQ(info.ullVideos, 5u);
+    EXPECT_EQ(info.ullMusic, 7u);
+    expect_received("app_m", {{kGetMediaInfo, word(0)}});
+    // With the switch off the scanner counts nothing.
+    char text[128] = {};
+    ASSERT_EQ(ZX_JNI_setFilesScanSwitch(0, text, sizeof text), 0u);
+    ASSERT_EQ(ZX_JNI_GetMediaFilesInfo(&info), 0u);
+    EXPECT_EQ(info.ullPictures, 0u);
+    EXPECT_EQ(info.ullVideos, 0u);
+    EXPECT_EQ(info.ullMusic, 0u);
+    expect_no_last_word(traces());
 }
 
 }  // namespace
