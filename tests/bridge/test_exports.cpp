@@ -107,6 +107,21 @@ const std::set<std::string> kFunctions = {
     "ZX_JNI_UsbWrite",
     "ZX_JNI_UsbSetSerial",
     "ZX_JNI_UsbUnregisterAll",
+    // Plug-in platform API: storage, file scan and media
+    "ZX_JNI_setFilesScanSwitch",
+    "ZX_JNI_getFilesScanListByType",
+    "ZX_JNI_getDiscInfo",
+    "ZX_JNI_changeDiscNameByPath",
+    "ZX_JNI_changeDiscName",
+    "ZX_JNI_getMntPathByDiscName",
+    "ZX_JNI_GetStorage",
+    "ZX_JNI_GetMediaFilesInfo",
+    // Plug-in platform API: capabilities and permissions
+    "ZX_JNI_GetFeatureSwitch",
+    "ZX_JNI_GetPluginAPICapabilitesPath",
+    "ZX_JNI_GetCloudStatus",
+    "ZX_JNI_GetDuCount",
+    "ZX_JNI_GetPluginPermissions",
     // WLAN, LED and LAN-port API
     "ZX_JNI_wlanSetState",
     "ZX_JNI_wlanGetState",
