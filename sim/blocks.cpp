@@ -39,4 +39,20 @@ bool read_tunnel_block(Call& call, size_t offset, std::vector<uint8_t>& payload,
     return true;
 }
 
+uint32_t write_tunnel_block(std::span<const uint8_t> bytes, TunnelVDataRecord& rec) {
+    rec = {};
+    uint32_t len = static_cast<uint32_t>(bytes.size());
+    uint32_t status = ZX_VDATA_CreShm(len, &rec.uivDataID);
+    if (status != ZX_OK) return status;
+    status = ZX_VDATA_UpdateData(rec.uivDataID, len, bytes.data());
+    if (status != ZX_OK) {
+        ZX_VDATA_FreeShm(rec.uivDataID);
+        rec = {};
+        return status;
+    }
+    rec.uiOriginalLen = len;
+    rec.uiCompressedLen = len;
+    return ZX_OK;
+}
+
 }  // namespace zxsim

@@ -1,5 +1,5 @@
-// Shared blocks as the simulated services read them: the tunnel API's blocks (stored as they are
-// or compressed) and the payloads of NUL-terminated texts they carry.
+// Shared blocks as the simulated services read and write them: the tunnel API's blocks (stored as
+// they are or compressed) and the payloads of NUL-terminated texts they carry.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,7 @@
 
 #include "json_util.h"
 #include "service.h"
+#include "zx_wire_vdata.h"
 
 namespace zxsim {
 
@@ -17,6 +18,11 @@ namespace zxsim {
 // and expands it when it was stored compressed. decoded receives the record and the payload in
 // hex. On failure the call has been answered and false is returned.
 bool read_tunnel_block(Call& call, size_t offset, std::vector<uint8_t>& payload, JsonPtr& decoded);
+
+// Stores the bytes as they are (never compressed) in a new tunnel-API block and fills rec
+// (uiOriginalLen == uiCompressedLen). The reader frees the block; on failure none is left and the
+// status is returned.
+uint32_t write_tunnel_block(std::span<const uint8_t> bytes, TunnelVDataRecord& rec);
 
 // Reads NUL-terminated texts one after the other from a payload.
 class PayloadReader {

@@ -26,8 +26,25 @@ std::string failure_text(uint32_t status) {
 }  // namespace
 
 Gateway::Gateway(const std::vector<const ServiceDef*>& defs, json_object* profile) {
-    for (const ServiceDef* def : defs)
+    json_object* services = nullptr;
+    json_object* copy = nullptr;
+    if (profile && json_object_object_get_ex(profile, "services", &services) &&
+        json_object_deep_copy(services, &copy, nullptr) == 0)
+        profileServices_.reset(copy);
+    for (const ServiceDef* def : defs) {
         services_.push_back(std::make_unique<Service>(*def, initial_state(profile, def->name), recorder_, faults_));
+        services_.back()->set_peer_state([this](std::string_view name) { return peer_state(name); });
+    }
+}
+
+JsonPtr Gateway::peer_state(std::string_view name) {
+    if (Service* service = find(name)) return service->state_copy();
+    json_object* state = nullptr;
+    json_object* copy = nullptr;
+    if (profileServices_ && json_object_object_get_ex(profileServices_.get(), std::string(name).c_str(), &state) &&
+        json_object_is_type(state, json_type_object) && json_object_deep_copy(state, &copy, nullptr) == 0)
+        return JsonPtr(copy);
+    return nullptr;
 }
 
 Gateway::~Gateway() { stop(); }
@@ -43,6 +60,7 @@ bool Gateway::start(const std::string& ctlName, std::string& error) {
             return false;
         }
     }
+    for (const auto& service : services_) service->state_changed();
     for (const auto& service : services_) {
         std::unique_ptr<zxhost::BusService> endpoint;
         Service* svc = service.get();

@@ -39,6 +39,9 @@ public:
     const std::vector<std::unique_ptr<Service>>& services() const { return services_; }
     // The service of that name served by this process, or nullptr.
     Service* find(std::string_view name);
+    // A copy of the state of the service `name`: live when it is served here, else its initial
+    // state from the profile; nullptr when neither.
+    JsonPtr peer_state(std::string_view name);
 
 private:
     Recorder recorder_;
@@ -46,6 +49,7 @@ private:
     std::vector<std::unique_ptr<Service>> services_;
     std::vector<std::unique_ptr<zxhost::BusService>> endpoints_;
     std::unique_ptr<CtlServer> ctl_;
+    JsonPtr profileServices_;  // the profile's "services" object, for the state of services not served here
 };
 
 }  // namespace zxsim

@@ -90,6 +90,11 @@ void Service::merge_state(json_object* members) {
             if (json_object_deep_copy(value, &copy, nullptr) == 0) json_object_object_add(state, key, copy);
         }
     });
+    state_changed();
+}
+
+void Service::state_changed() {
+    if (def_.on_state) def_.on_state(*this);
 }
 
 std::string Call::request_text() const {

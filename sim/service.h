@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 #include <mutex>
 #include <span>
@@ -35,6 +36,7 @@
 namespace zxsim {
 
 class Call;
+class Service;
 using CommandFn = void (*)(Call&);
 
 struct Command {
@@ -64,6 +66,9 @@ struct ServiceDef {
     std::span<const CommandFamily* const> families;
     // Serves message ids that have no command; nullptr answers ZX_SIM_ERR_UNKNOWN_MSG.
     CommandFn fallback = nullptr;
+    // Runs when the gateway starts the service and after the control socket has set members of
+    // its state (usb_mngt makes its disc directories there); nullptr: nothing to do.
+    void (*on_state)(Service&) = nullptr;
 };
 
 // The service's families merged into one table in ascending message-id order. False, with the
@@ -98,8 +103,18 @@ public:
     }
     // A copy of the state, safe to use after the lock is gone.
     JsonPtr state_copy();
-    // Sets every top-level member of `members` in the state (copies; members keeps its own).
+    // Sets every top-level member of `members` in the state (copies; members keeps its own), then
+    // runs the service's on_state.
     void merge_state(json_object* members);
+    // Runs the service's on_state (when the gateway starts it).
+    void state_changed();
+
+    // How this service reads another one's state: set by the gateway that serves it.
+    using PeerState = std::function<JsonPtr(std::string_view name)>;
+    void set_peer_state(PeerState peerState) { peerState_ = std::move(peerState); }
+    // A copy of the state of the service `name`: its live state when this process serves it, else
+    // its initial state from the profile; nullptr when neither is known.
+    JsonPtr peer_state(std::string_view name) const { return peerState_ ? peerState_(name) : nullptr; }
 
 private:
     void run_command(Call& call);
@@ -111,6 +126,7 @@ private:
     JsonPtr state_;
     Recorder& recorder_;
     Faults& faults_;
+    PeerState peerState_;
 };
 
 // One request on its way through a command: the request, the answer being built, the service's

@@ -25,4 +25,13 @@
 #define ZX_SIM_NAT_MISSING 0xF7103A02u    /* no such NAT rule to delete */
 #define ZX_SIM_FWD_NOT_INIT 0xF7307001u   /* HTTP forwarding was not initialised */
 
+/* What the simulated USB manager answers for disc requests it refuses. */
+#define ZX_SIM_DISC_UNKNOWN 0xF7104001u     /* no disc of that name or mount path */
+#define ZX_SIM_DISC_BAD_NAME 0xF7104002u    /* a new name that is empty, 64 characters long or holds '/' */
+#define ZX_SIM_DISC_BAD_REQUEST 0xF7104003u /* a disc-list request other than the 5 bytes "input" */
+
+/* What the simulated configuration service answers for media-scanner requests it refuses. */
+#define ZX_SIM_SCAN_OFF 0xF7105001u      /* the scanner is switched off */
+#define ZX_SIM_SCAN_BAD_TYPE 0xF7105002u /* a file type other than "video", "picture", "music" */
+
 #endif

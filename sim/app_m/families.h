@@ -12,5 +12,6 @@ extern const CommandFamily kTrafficFamily;     // traffic.cpp
 extern const CommandFamily kLedsPortsFamily;   // leds_ports.cpp
 extern const CommandFamily kLanFamily;        // lan.cpp
 extern const CommandFamily kWanFamily;        // wan.cpp
+extern const CommandFamily kMediaFamily;      // media.cpp
 
 }  // namespace zxsim::app_m

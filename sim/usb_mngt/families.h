@@ -6,5 +6,6 @@
 namespace zxsim::usb_mngt {
 
 extern const CommandFamily kDevicesFamily;  // devices.cpp
+extern const CommandFamily kDiscsFamily;    // discs.cpp
 
 }  // namespace zxsim::usb_mngt
