@@ -1017,7 +1017,9 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getFilesScanLi
     char* rawData = nullptr;
     uint32_t length = 0;
     uint32_t code = ZX_JNI_getFilesScanListByType(fileType.get(), &rawData, &length);
-    JavaText data(rawData);  // the API's block of the system allocator, released with free()
+    // The shared-block reader's block of the tracing allocator; ZX_OS_MemFreeD releases it (a block
+    // of the system allocator it would hand to free()).
+    PlatformBuffer data = PlatformBuffer::adopt(rawData, kBaseServiceFile);
     zxjni::trace(__LINE__, "\r\n ZX_JNI_getFilesScanListByType ret: %u \r\n", code);
     if (code != 0) return char2jstring(env, kFailureText);
     PlatformBuffer list = zxjni::terminated_copy(data.get(), length, __LINE__);
