@@ -34,4 +34,12 @@
 #define ZX_SIM_SCAN_OFF 0xF7105001u      /* the scanner is switched off */
 #define ZX_SIM_SCAN_BAD_TYPE 0xF7105002u /* a file type other than "video", "picture", "music" */
 
+/* What the simulated bundle manager answers when it cannot write the plug-in permissions. */
+#define ZX_SIM_PERM_NO_SEGMENT 0xF7213011u /* the caller's segment does not exist */
+#define ZX_SIM_PERM_TOO_LARGE 0xF7213012u  /* the size asked for is larger than the segment */
+
+/* What the simulated voice service answers for do-not-disturb requests it refuses. */
+#define ZX_SIM_VOICE_NO_LINE 0xF7209001u   /* no POTS line with that number */
+#define ZX_SIM_VOICE_BAD_STATE 0xF7209002u /* a state other than 0 and 1 */
+
 #endif

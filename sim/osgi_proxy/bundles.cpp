@@ -1,5 +1,5 @@
 // "osgi_proxy": the bundles: install (with its progress), cancel, start, stop, uninstall, reset and
-// the state query.
+// the state query. A bundle an install brings gets the permissions ["basic"].
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
@@ -45,10 +45,14 @@ int64_t now_ms() {
 // Member `key` of obj, created as an empty object when missing.
 json_object* object_member(json_object* obj, const char* key) { return member(obj, key, json_type_object); }
 
+// A bundle installed at run time has the basic permission only.
 void set_bundle(json_object* state, const std::string& name, const std::string& version, const char* bundleState) {
     json_object* b = json_object_new_object();
     add_text(b, "version", version);
     add_text(b, "state", bundleState);
+    json_object* permissions = json_object_new_array();
+    json_object_array_add(permissions, json_object_new_string("basic"));
+    json_object_object_add(b, "permissions", permissions);
     json_object_object_add(object_member(state, "bundles"), name.c_str(), b);
 }
 
@@ -361,5 +365,7 @@ static_assert(commands_sorted(kCommands));
 }  // namespace
 
 extern const CommandFamily kBundlesFamily{"bundles", {kCommands.begin(), kCommands.size()}};
+
+void settle_installs(json_object* state) { settle(state); }
 
 }  // namespace zxsim::osgi_proxy

@@ -9,11 +9,12 @@
 // State members:
 //   installMs    length of an install in milliseconds (default 3000)
 //   persistFile  gateway path where installed bundles are kept across restarts ("" or absent: not)
-//   bundles      {"name": {"version", "state"}} of the installed bundles
+//   bundles      {"name": {"version", "state", "permissions": ["..."]}} of the installed bundles
 //   installs     {"name": {"beginMs", "start", "version", "phase"}}: each install this process
 //                saw, "installing", "done" or "cancelled"; the progress query reads them
 // An install's end is applied when the next request arrives, so the state read over the control
-// socket may still show an install that has run its time.
+// socket may still show an install that has run its time. The deployment-unit count and the
+// plug-in permissions are in permissions.cpp.
 #include "families.h"
 #include "services.h"
 #include "zx_wire_osgi_proxy.h"
@@ -21,7 +22,7 @@
 namespace zxsim {
 
 const ServiceDef& osgi_proxy_service() {
-    static const CommandFamily* const kFamilies[] = {&osgi_proxy::kBundlesFamily};
+    static const CommandFamily* const kFamilies[] = {&osgi_proxy::kBundlesFamily, &osgi_proxy::kPermissionsFamily};
     static const ServiceDef kDef{ZX_OSGI_ENDPOINT, kFamilies};
     return kDef;
 }
