@@ -19,9 +19,11 @@ ZX_BRIDGE_EXPORT uint32_t ZX_JNI_GetFeatureSwitch(const char* pcFeatureName);
 /* "/etc/wap/customize/<API list file>" into buf, cut to size - 1 characters; 1 when plug-in
  * permissions are switched off. */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_GetPluginAPICapabilitesPath(char* buf, uint32_t size);
-/* The gateway's registration status with the management cloud (left as it was on failure). */
+/* The gateway's registration status with the management cloud (left as it was on failure; 1 for a
+ * NULL pointer, nothing sent). */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_GetCloudStatus(uint32_t* puiStatus);
-/* The number of installed deployment units (bundles). */
+/* The number of installed deployment units (bundles); 1 for a NULL pointer, nothing sent. The
+ * bundle manager's two commands here have no time-out of their own and wait 60000 ms. */
 ZX_BRIDGE_EXPORT int32_t ZX_JNI_GetDuCount(uint32_t* puiCount);
 /* Has the bundle manager write the plug-in permissions into the caller's System V segment of
  * uiSize bytes (key ZX_OSGI_PERMISSION_SHM_KEY). */

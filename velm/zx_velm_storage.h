@@ -19,11 +19,14 @@ extern "C" {
 
 /* Switches the scanner; the service's answer text lands in buf (0xF7700005 when it does not fit). */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_setFilesScanSwitch(uint32_t uiSwitch, char* buf, uint32_t size);
-/* The scanner's list of the files of one type. On success *ppcData is the list as the service
- * wrote it (not necessarily terminated, freed by the caller with free) and *puiLen its length;
- * on failure both are left as they were. */
+/* The scanner's list of the files of one type ("video", "picture", "music", sent without its NUL).
+ * On success *ppcData is the list as the service wrote it (not necessarily terminated) and *puiLen
+ * its length; on failure both are left as they were. The list is a block of the platform's
+ * allocator (JNI_API_ReadVData): ZX_OS_MemFreeD releases it, and so does free, which the bindings
+ * use (the host's tracing allocator then keeps counting it). */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_getFilesScanListByType(const char* pcType, char** ppcData, uint32_t* puiLen);
-/* The disc list into the caller's 7172-byte record; *puiCount is its first word. */
+/* The disc list into the caller's 7172-byte record; *puiCount is its first word. Every function
+ * of this file that sends a request answers 1 for a NULL pointer argument and sends nothing. */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_getDiscInfo(ZX_USB_DISC_LIST_S* pstList, uint32_t* puiCount);
 /* Renames the disc mounted at a path, or the disc of a name. */
 ZX_BRIDGE_EXPORT uint32_t ZX_JNI_changeDiscNameByPath(const char* pcMntPath, const char* pcNewName);
