@@ -102,7 +102,7 @@ void* attached_permission_segment() {
     return nullptr;
 }
 
-class Permissions : public zxtest::TracedJvmTest {
+class PermissionSegment : public zxtest::TracedJvmTest {
 protected:
     void SetUp() override {
         zxtest::TracedJvmTest::SetUp();
@@ -170,7 +170,7 @@ protected:
     SimProcess sim_{{.services = {"osgi_proxy"}}};
 };
 
-TEST_F(Permissions, ThreeUnitsAreReadThroughA6510ByteSegmentThatIsThenGone) {
+TEST_F(PermissionSegment, ThreeUnitsAreReadThroughA6510ByteSegmentThatIsThenGone) {
     std::u16string text = call();
     EXPECT_NE(text.find(u"\"Name\":\"weather\""), std::u16string::npos) << std::string(text.begin(), text.end());
     EXPECT_NE(text.find(u"\"Name\":\"backup\""), std::u16string::npos);
@@ -181,7 +181,7 @@ TEST_F(Permissions, ThreeUnitsAreReadThroughA6510ByteSegmentThatIsThenGone) {
     EXPECT_TRUE(ours().empty()) << "the segment is removed";
 }
 
-TEST_F(Permissions, ASegmentThatCannotBeHadIsTheFaultText) {
+TEST_F(PermissionSegment, ASegmentThatCannotBeHadIsTheFaultText) {
     const uint64_t before = zxhost::shm_failures_injected();
     zxhost::shm_fail(zxhost::ShmCall::Get, 1);
     EXPECT_EQ(call(), kFault);
@@ -193,7 +193,7 @@ TEST_F(Permissions, ASegmentThatCannotBeHadIsTheFaultText) {
     EXPECT_TRUE(ours().empty());
 }
 
-TEST_F(Permissions, AnAttachRefusedRemovesTheSegment) {
+TEST_F(PermissionSegment, AnAttachRefusedRemovesTheSegment) {
     zxhost::shm_fail(zxhost::ShmCall::At, 1);
     EXPECT_EQ(call(), kFault);
     EXPECT_EQ(binding_records(), (std::vector<std::string>{
@@ -205,7 +205,7 @@ TEST_F(Permissions, AnAttachRefusedRemovesTheSegment) {
 
 // The refused detach leaves the segment mapped in this process; the native removes it all the
 // same, so once this process lets go of the mapping the kernel has nothing left.
-TEST_F(Permissions, ADetachRefusedStillRemovesTheSegment) {
+TEST_F(PermissionSegment, ADetachRefusedStillRemovesTheSegment) {
     zxhost::shm_fail(zxhost::ShmCall::Dt, 1);
     EXPECT_EQ(call(), kFault);
     EXPECT_EQ(binding_records(), (std::vector<std::string>{
@@ -225,7 +225,7 @@ TEST_F(Permissions, ADetachRefusedStillRemovesTheSegment) {
 
 // Removal is the last step: the text was read, but Java is told of the failure. The segment the
 // platform would not remove is the one thing left; the case removes it itself.
-TEST_F(Permissions, ARemovalRefusedIsTheFaultTextAfterTheRead) {
+TEST_F(PermissionSegment, ARemovalRefusedIsTheFaultTextAfterTheRead) {
     zxhost::shm_fail(zxhost::ShmCall::Ctl, 1);
     EXPECT_EQ(call(), kFault);
     EXPECT_EQ(binding_records(), (std::vector<std::string>{
@@ -240,7 +240,7 @@ TEST_F(Permissions, ARemovalRefusedIsTheFaultTextAfterTheRead) {
     EXPECT_TRUE(ours().empty());
 }
 
-TEST_F(Permissions, ARefusedFillRemovesTheSegment) {
+TEST_F(PermissionSegment, ARefusedFillRemovesTheSegment) {
     ASSERT_TRUE(sim_.inject("osgi_proxy", kPermissions, zxtest::Fault::status(0xF7213011, 1)));
     EXPECT_EQ(call(), kFault);
     std::vector<std::string> records = binding_records();
@@ -256,7 +256,7 @@ TEST_F(Permissions, ARefusedFillRemovesTheSegment) {
     EXPECT_TRUE(ours().empty());
 }
 
-TEST_F(Permissions, NoUnitsOrNoCountIsTheFaultTextWithoutASegment) {
+TEST_F(PermissionSegment, NoUnitsOrNoCountIsTheFaultTextWithoutASegment) {
     ASSERT_TRUE(sim_.set_state("osgi_proxy", "bundles", StateValue::object({})));
     EXPECT_EQ(call(), kFault);
     EXPECT_EQ(binding_records(), (std::vector<std::string>{
