@@ -11,6 +11,8 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -26,6 +28,8 @@
 extern "C" {
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermissions(
     JNIEnv*, jobject);
+JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath(JNIEnv*,
+                                                                                                          jobject);
 }
 
 namespace {
@@ -45,9 +49,8 @@ constexpr uint32_t kDuCount = 0x4720902A;
 constexpr uint32_t kPermissions = 0x47209031;
 constexpr const char16_t* kFault = u"{ \"Result\": -1 }";
 
-uint32_t line_of(const std::string& needle) {
-    return zxtest::source_line_after("baseservice/baseservice_jni.cpp", std::string(kSymbol) + "getPluginPermissions(",
-                                     needle);
+uint32_t line_of(const std::string& needle, const std::string& method = "getPluginPermissions") {
+    return zxtest::source_line_after("baseservice/baseservice_jni.cpp", std::string(kSymbol) + method + "(", needle);
 }
 
 // One row of the kernel's list of System V segments.
@@ -268,6 +271,59 @@ TEST_F(PermissionSegment, NoUnitsOrNoCountIsTheFaultTextWithoutASegment) {
     std::vector<std::string> records = binding_records();
     EXPECT_EQ(records, (std::vector<std::string>{L1(kBindings, line_of("last_word(__LINE__, counted)"), 0xF7213003)}));
     EXPECT_TRUE(sizes_asked().empty());
+    EXPECT_TRUE(ours().empty());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Plug-in permissions switched off in the gateway profile (of this process; the simulator keeps
+// the default one)
+// ---------------------------------------------------------------------------------------------
+
+class PermissionsSwitchedOff : public PermissionSegment {
+protected:
+    void SetUp() override {
+        PermissionSegment::SetUp();
+        if (HasFatalFailure()) return;
+        if (const char* was = std::getenv("ZX_PROFILE")) saved_ = was;
+        const std::string path = dir_.path() + "/profile.json";
+        std::ofstream(path) << R"({"features":{"FT_PLUGIN_PERMISSION_ENABLE":0,"FT_PLUGIN_PERMISSION_CONTROL_ONLY":0},)"
+                            << R"("specValues":{"VELM_SPEC_PLUGIN_APILIST":"plugin_apilist.json"}})";
+        zxtest::set_env("ZX_PROFILE", path.c_str());
+    }
+    void TearDown() override {
+        zxtest::set_env("ZX_PROFILE", saved_.empty() ? nullptr : saved_.c_str());
+        PermissionSegment::TearDown();
+    }
+
+    zxtest::ScopedTempDir dir_{"zxprofile"};
+    std::string saved_;
+};
+
+TEST_F(PermissionsSwitchedOff, TheApiListPathIsTheFaultText) {
+    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath(env_, nullptr);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(utf16_of(env_, s), kFault);
+    env_->DeleteLocalRef(s);
+    std::vector<std::string> lastWords;
+    for (const std::string& r : take_records())
+        if (r.rfind("L1 ", 0) == 0) lastWords.push_back(r);
+    EXPECT_EQ(lastWords, (std::vector<std::string>{
+                             L1("../velm/zx_velm_jni_api", 2295, 1),
+                             L1(kBindings, line_of("last_word(__LINE__, code)", "getAPIFilePath"), 1),
+                         }));
+}
+
+// Without permission control the lack is recorded, and the permissions are read all the same.
+TEST_F(PermissionsSwitchedOff, PermissionsAreReadAllTheSame) {
+    std::u16string text = call();
+    EXPECT_NE(text.find(u"\"Name\":\"meter\""), std::u16string::npos) << std::string(text.begin(), text.end());
+    EXPECT_EQ(binding_records(),
+              (std::vector<std::string>{
+                  zxtest::T(249, kBindings, line_of("It does not support permission manage."),
+                            "It does not support permission manage. \r\n"),
+                  L1(kBindings, line_of("last_word(__LINE__, kGeneralFailure)"), 0xFFFFFFFF),
+              }));
+    EXPECT_EQ(sizes_asked(), std::vector<uint32_t>{kThreeUnits});
     EXPECT_TRUE(ours().empty());
 }
 
