@@ -169,6 +169,31 @@ class StorageBindingsTest {
         assertNull(jni.queryVolumeLabelInfo());
     }
 
+    // As many lines as the list holds, each a Java string of its own (and no JNI complaint about
+    // the references they take), full-length texts kept whole.
+    @Test
+    void thirtyTwoDiscsGiveThirtyTwoLines() throws Exception {
+        JsonArray discs = new JsonArray();
+        for (int i = 0; i < 32; i++) {
+            JsonObject d = new JsonObject();
+            d.addProperty("name", String.format("D%02d", i) + "L".repeat(60));
+            d.addProperty("fsType", "f".repeat(31));
+            d.addProperty("mount", "/mnt/many/" + i);
+            discs.add(d);
+        }
+        ctl().set("usb_mngt", "discs", discs);
+        String[] lines = jni.queryVolumeLabelInfo();
+        assertNotNull(lines);
+        assertEquals(32, lines.length);
+        for (int i = 0; i < 32; i++) {
+            String[] f = lines[i].split(";", -1);
+            assertEquals(6, f.length, lines[i]);
+            assertEquals(String.format("D%02d", i) + "L".repeat(60), f[0]);
+            assertEquals("f".repeat(31), f[1]);
+            assertEquals(root().resolve("mnt/many/" + i).toString(), f[2]);
+        }
+    }
+
     @Test
     void labelsChangeByNameAndByPath() throws Exception {
         long mark = trace.mark();
