@@ -65,9 +65,14 @@ bool scan_on(Call& call) {
         [](json_object* state) { return member_u32(state, "filesScan").value_or(kDefaultScan) != 0; });
 }
 
-// The media files of one kind on every disc, host paths sorted.
-std::vector<std::string> scan(Call& call, Kind kind) {
-    std::vector<std::string> files;
+// The media files on every disc, by kind (video, picture, music), host paths sorted.
+struct Found {
+    std::array<std::vector<std::string>, 3> files;
+    std::vector<std::string>& of(Kind kind) { return files[static_cast<size_t>(kind)]; }
+};
+
+Found scan(Call& call) {
+    Found found;
     JsonPtr usb = call.service().peer_state(ZX_USB_ENDPOINT);
     for (const Disc& disc : discs_of(usb.get())) {
         if (disc.hostPath.empty()) continue;
@@ -75,12 +80,16 @@ std::vector<std::string> scan(Call& call, Kind kind) {
         fs::recursive_directory_iterator it(disc.hostPath, fs::directory_options::skip_permission_denied, ec);
         for (; !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
             std::error_code typeEc;
-            if (it->is_regular_file(typeEc) && kind_of(it->path()) == kind) files.push_back(it->path().string());
+            if (!it->is_regular_file(typeEc)) continue;
+            Kind kind = kind_of(it->path());
+            if (kind != Kind::Other) found.of(kind).push_back(it->path().string());
         }
     }
-    std::sort(files.begin(), files.end());
-    files.erase(std::unique(files.begin(), files.end()), files.end());
-    return files;
+    for (auto& files : found.files) {
+        std::sort(files.begin(), files.end());
+        files.erase(std::unique(files.begin(), files.end()), files.end());
+    }
+    return found;
 }
 
 void set_scan_switch(Call& call) {
@@ -105,7 +114,8 @@ void scan_list(Call& call) {
     json_object_object_add(answer.get(), "Result", json_object_new_int(0));
     add_text(answer.get(), "Type", known->name);
     json_object* list = json_object_new_array();
-    for (const std::string& f : scan(call, known->kind)) json_object_array_add(list, json_object_new_string(f.c_str()));
+    Found found = scan(call);
+    for (const std::string& f : found.of(known->kind)) json_object_array_add(list, json_object_new_string(f.c_str()));
     json_object_object_add(answer.get(), "Files", list);
     std::string text = json_line(answer.get());
 
@@ -120,9 +130,10 @@ void media_counts(Call& call) {
     if (!call.read(word)) return;
     ZX_APPM_MEDIA_FILES_INFO_S counts{};
     if (scan_on(call)) {
-        counts.ullVideos = scan(call, Kind::Video).size();
-        counts.ullPictures = scan(call, Kind::Picture).size();
-        counts.ullMusic = scan(call, Kind::Music).size();
+        Found found = scan(call);
+        counts.ullVideos = found.of(Kind::Video).size();
+        counts.ullPictures = found.of(Kind::Picture).size();
+        counts.ullMusic = found.of(Kind::Music).size();
     }
     call.reply_record(counts);
 }

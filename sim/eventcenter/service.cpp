@@ -31,7 +31,7 @@ T record_of(const Call& call) {
     T rec;
     std::memset(&rec, 0, sizeof rec);
     const auto& data = call.request().data;
-    std::memcpy(&rec, data.data(), std::min(data.size(), sizeof rec));
+    if (!data.empty()) std::memcpy(&rec, data.data(), std::min(data.size(), sizeof rec));
     return rec;
 }
 

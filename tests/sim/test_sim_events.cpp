@@ -75,6 +75,15 @@ TEST_F(Events, OtherIdsKeepTheRawRecordAndShortRecordsReadAsZeroFilled) {
               "[{\"id\":4242,\"record\":\"0102ff\"},{\"id\":12342,\"event\":\"EventInform\",\"name\":\"ab\",\"data\":\"\"}]");
 }
 
+TEST_F(Events, AnEmptyRecordIsDecodedAsEmptyFields) {
+    ASSERT_EQ(EventCenter_GlobalInvokeEvent2(ZX_EVENT_NOTIFY_EXTENDED, nullptr, 0), 0u);
+    auto got = expect_received("eventcenter", {{12355, ""}});
+    ASSERT_EQ(got.size(), 1u);
+    ASSERT_TRUE(got[0].decoded);
+    EXPECT_EQ(plain_json(got[0].decoded.get()),
+              "{\"event\":\"NotifyEventExtended\",\"first\":\"\",\"second\":\"\",\"data\":\"\"}");
+}
+
 TEST_F(Events, TheStateKeepsTheLast100) {
     for (uint32_t i = 0; i < 105; ++i) ASSERT_EQ(raise(ZX_EVENT_NOTIFY, record_a("n" + std::to_string(i), "")), 0u);
     JsonPtr ec = state("eventcenter");
