@@ -13,9 +13,14 @@
 #include "binding.h"
 #include "com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods.h"
 #include "zx_tern_jni_api.h"
+#include "zx_velm_capability.h"
 #include "zx_velm_jni_api.h"
+#include "zx_velm_storage.h"
 #include "zx_velm_usb.h"
 #include "zx_wire_app_m.h"
+#include "zx_wire_eventcenter.h"
+#include "zx_wire_osgi_proxy.h"
+#include "zx_wire_voice.h"
 #include "zx_wire_wifi.h"
 #include "zx_zel_jni_api.h"
 
@@ -490,8 +495,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBa
 
 namespace {
 
-// What Java receives when a host's counters cannot be had.
-constexpr const char* kLanFailure = "{\"Result\":-1, \"FailReason\":\"\"}";
+// What Java receives when a host's counters or a scan list cannot be had.
+constexpr const char* kFailureText = "{\"Result\":-1, \"FailReason\":\"\"}";
 constexpr uint32_t kBlacklist = zxjni::HeapBinding::kBlacklistSize;
 // This binding's entry text names a package path of its own.
 constexpr const char* kAccessPermissionEntry =
@@ -579,7 +584,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStat
     JavaText mac(env, jMac);
     if (!mac) {
         zxjni::last_word(__LINE__, 1);
-        return char2jstring(env, kLanFailure);
+        return char2jstring(env, kFailureText);
     }
     kBaseService.trace_at(222, zxtrace::Line(__LINE__),
                           "Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStats,Macaddress:%s\r\n",
@@ -589,7 +594,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getLANHostStat
     mac.reset();
     if (code != 0) {
         zxjni::last_word(__LINE__, code);
-        return char2jstring(env, kLanFailure);
+        return char2jstring(env, kFailureText);
     }
     return char2jstring(env, buf);
 }
@@ -857,4 +862,358 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForward
     zxjni::trace(__LINE__, "\r\n jniHttpForwardStop called \r\n");
     (void)ZX_JNI_httpForwardStop();  // Java is told "0" whatever happened
     return char2jstring(env, "0");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Events and notifications: the event natives build their record here and raise it on the
+// platform's event centre; a missing text leaves its field empty and never stops the event.
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr const char* kEventAccepted = "{\"Result\":0}";
+
+}  // namespace
+
+extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_eventInform(
+    JNIEnv* env, jobject, jstring jName, jstring jData) {
+    ZX_EVENT_RECORD_A_S record;
+    ZX_OS_MemSet_S(&record, sizeof(record), 0, sizeof(record));
+    zxjni::copy_text(record.acData, JavaText(env, jData));
+    zxjni::copy_text(record.acName, JavaText(env, jName));
+    zxjni::trace_entry("eventInform", __LINE__);
+    uint32_t result = EventCenter_GlobalInvokeEvent2(ZX_EVENT_INFORM, &record, sizeof(record));
+    zxjni::trace(__LINE__, "\r\n call EventCenter_GlobalInvokeEvent2 finished \r\n");
+    return result != 0 ? nullptr : char2jstring(env, kEventAccepted);
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_String_2(
+    JNIEnv* env, jobject, jstring jName, jstring jData) {
+    ZX_EVENT_RECORD_A_S record;
+    ZX_OS_MemSet_S(&record, sizeof(record), 0, sizeof(record));
+    if (JavaText data(env, jData); data) {
+        zxjni::trace(__LINE__, "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent data = %s\r\n",
+                     data.get());
+        zxjni::copy_text(record.acData, data);
+    }
+    zxjni::copy_text(record.acName, JavaText(env, jName));
+    zxjni::trace_entry("notifyEvent", __LINE__);
+    uint32_t result = EventCenter_GlobalInvokeEvent2(ZX_EVENT_NOTIFY, &record, sizeof(record));
+    zxjni::trace(__LINE__, "\r\n call EventCenter_GlobalInvokeEvwent2 finished \r\n");  // "Evwent2" as it always read
+    return static_cast<jint>(result);
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_String_2Ljava_lang_String_2(
+    JNIEnv* env, jobject, jstring jFirst, jstring jSecond, jstring jData) {
+    ZX_EVENT_RECORD_B_S record;
+    ZX_OS_MemSet_S(&record, sizeof(record), 0, sizeof(record));
+    if (JavaText data(env, jData); data) {
+        zxjni::trace(__LINE__, "\r\n notifyEvent data = %s\r\n", data.get());
+        zxjni::copy_text(record.acData, data);
+    }
+    zxjni::copy_text(record.acFirst, JavaText(env, jFirst));
+    zxjni::copy_text(record.acSecond, JavaText(env, jSecond));
+    zxjni::trace(__LINE__, "\r\n notifyEvent called \r\n");
+    uint32_t result = EventCenter_GlobalInvokeEvent2(ZX_EVENT_NOTIFY_EXTENDED, &record, sizeof(record));
+    zxjni::trace(__LINE__, "\r\n call notifyEvent finished \r\n");
+    return static_cast<jint>(result);
+}
+
+// Java decides the whole line: its text is the trace's format (see zxtrace::finished_text).
+extern "C" JNIEXPORT void JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_osgiPrintF(JNIEnv* env, jobject, jstring jText) {
+    JavaText text(env, jText);
+    if (!text) {
+        zxjni::trace(__LINE__, "\r\n failed to transfer jstring \r\n");
+        return;
+    }
+    zxjni::trace_entry("osgiPrintF", __LINE__);
+    zxtrace::finished_text(text.get());
+    zxjni::trace(__LINE__, "\r\n call osgiPrintF finished \r\n");
+}
+
+extern "C" JNIEXPORT void JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_NotifyServicePlatformConnectState(JNIEnv* env,
+                                                                                                    jobject,
+                                                                                                    jstring jPlatform,
+                                                                                                    jint state) {
+    JavaText platform(env, jPlatform);
+    if (!platform) {
+        zxjni::last_word(__LINE__, 1);
+        return;
+    }
+    kBaseService.trace_at(222, zxtrace::Line(__LINE__), "NotifyServicePlatformConnectState[%s][%u]\r\n", platform.get(),
+                          u32(state));
+    uint32_t code = ZX_JNI_NotifyPlatFormConnectState(platform.get(), u32(state));
+    ZX_OS_MemFreeD(platform.release(), kBaseServiceFile, __LINE__);  // the platform frees a malloc block with free()
+    if (code != 0) zxjni::last_word(__LINE__, code);
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_isCloudRegistered(JNIEnv*, jobject) {
+    zxjni::trace_entry("isCloudRegistered", __LINE__);
+    uint32_t status = 0;
+    uint32_t code = ZX_JNI_GetCloudStatus(&status);
+    zxjni::trace(__LINE__, "\r\n call ZX_JNI_GetCloudStatus uiRet = %u uiRegStatus = %u\r\n", code, status);
+    return code != 0 ? 0 : static_cast<jint>(status);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Storage and media: the scanner's switch and lists, the discs with their labels, mount paths and
+// space, and the media counts. Three of them build their String[] here.
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+// The scanner natives write this entry text, without the method's name.
+constexpr const char* kScannerEntry = "\r\n com_nodalis_deviceservice_impl_BaseServiceJNIMethods called \r\n";
+constexpr uint32_t kVolumeLineSize = 512;
+constexpr uint32_t kMediaLineSize = 256;
+
+// The label natives: both texts are needed; true exactly when the service renamed the disc.
+jboolean change_label(JNIEnv* env, jstring jFirst, jstring jSecond, uint32_t (*change)(const char*, const char*)) {
+    JavaText first(env, jFirst);
+    if (!first) return JNI_FALSE;
+    JavaText second(env, jSecond);
+    if (!second) return JNI_FALSE;
+    return change(first.get(), second.get()) == 0 ? JNI_TRUE : JNI_FALSE;
+}
+
+// A disc entry as the service sent it, with each text ended inside its own field, so that a text
+// that fills its field whole cannot run on into the next one or past the entry.
+ZX_USB_DISC_S terminated_entry(const ZX_USB_DISC_S& entry) {
+    ZX_USB_DISC_S copy;
+    ZX_OS_MemCpy_S(&copy, sizeof(copy), &entry, sizeof(entry));
+    copy.acDiscName[sizeof(copy.acDiscName) - 1] = '\0';
+    copy.acFsType[sizeof(copy.acFsType) - 1] = '\0';
+    copy.acMntPath[sizeof(copy.acMntPath) - 1] = '\0';
+    return copy;
+}
+
+}  // namespace
+
+// The outcome reaches only the trace.
+extern "C" JNIEXPORT void JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_setFilesScanSwitch(JNIEnv* env, jobject,
+                                                                                     jint switcher) {
+    Binding<128, zxjni::OnFailure::CodeText> b(env, __LINE__, kScannerEntry);
+    b.trace(__LINE__, "\r\n  switcher = %u \r\n", u32(switcher));
+    uint32_t code = ZX_JNI_setFilesScanSwitch(u32(switcher), b.buf(), b.size());
+    b.trace(__LINE__, " ZX_JNI_setFilesScanSwitch ret: %u buff:%s", code, b.buf());
+    b.apply_failure_rule(code);
+    b.trace(__LINE__, "\r\n  returned = %s \r\n", b.buf());
+}
+
+// The list comes as length bytes that need not end in a NUL; Java gets all of them.
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getFilesScanListByType(JNIEnv* env, jobject,
+                                                                                         jstring jFileType) {
+    zxjni::trace(__LINE__, "%s", kScannerEntry);
+    JavaText fileType(env, jFileType);
+    if (!fileType) return nullptr;
+    zxjni::trace(__LINE__, "pFileType = %s", fileType.get());
+    char* rawData = nullptr;
+    uint32_t length = 0;
+    uint32_t code = ZX_JNI_getFilesScanListByType(fileType.get(), &rawData, &length);
+    // The shared-block reader's block of the tracing allocator; ZX_OS_MemFreeD releases it (a block
+    // of the system allocator it would hand to free()).
+    PlatformBuffer data = PlatformBuffer::adopt(rawData, kBaseServiceFile);
+    zxjni::trace(__LINE__, "\r\n ZX_JNI_getFilesScanListByType ret: %u \r\n", code);
+    if (code != 0) return char2jstring(env, kFailureText);
+    PlatformBuffer list = zxjni::terminated_copy(data.get(), length, __LINE__);
+    if (!list) {
+        zxjni::last_word(__LINE__, 1);
+        return char2jstring(env, kFailureText);
+    }
+    return char2jstring(env, list.get());
+}
+
+// One line per disc: its three texts and the total, used and free bytes of its mount path.
+extern "C" JNIEXPORT jobjectArray JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_queryVolumeLabelInfo(JNIEnv* env, jobject) {
+    Binding<kVolumeLineSize> b(env, "queryVolumeLabelInfo", __LINE__);
+    ZX_USB_DISC_LIST_S list;
+    ZX_OS_MemSet_S(&list, sizeof(list), 0, sizeof(list));
+    uint32_t count = 0;
+    uint32_t code = ZX_JNI_getDiscInfo(&list, &count);
+    b.trace(__LINE__, "\r\n ZX_JNI_getDiscInfo ret: %u \r\n", code);
+    if (code != 0) return nullptr;
+    // The list holds 32 entries at most, whatever count the service claims.
+    const uint32_t discs = std::min<uint32_t>(count, ZX_USB_MAX_DISCS);
+    zxjni::StringArrayResult lines(env, static_cast<jsize>(discs));
+    if (!lines) return nullptr;
+    uint64_t total = 0, used = 0, free = 0;  // a disc whose space cannot be read keeps the last figures
+    for (uint32_t i = 0; i < discs; ++i) {
+        ZX_OS_MemSet_S(b.buf(), b.size(), 0, b.size());
+        const ZX_USB_DISC_S disc = terminated_entry(list.astDisc[i]);
+        ZX_JNI_GetStorage(disc.acMntPath, &total, &used, &free);
+        ZX_OS_Snprintf_S(b.buf(), b.size(), b.size() - 1, "%s;%s;%s;%llu;%llu;%llu", disc.acDiscName, disc.acFsType,
+                         disc.acMntPath, static_cast<unsigned long long>(total), static_cast<unsigned long long>(used),
+                         static_cast<unsigned long long>(free));
+        b.trace(__LINE__, "\r\n%s\r\n", b.buf());
+        if (!lines.set(static_cast<jsize>(i), b.buf())) return nullptr;
+    }
+    return lines.release();
+}
+
+extern "C" JNIEXPORT jboolean JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_changeVolumeLabelName(JNIEnv* env, jobject,
+                                                                                        jstring jFirst,
+                                                                                        jstring jSecond) {
+    zxjni::trace_entry("changeVolumeLabelName", __LINE__);
+    return change_label(env, jFirst, jSecond, ZX_JNI_changeDiscName);
+}
+
+extern "C" JNIEXPORT jboolean JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_changeVolumeLabelNameByPath(JNIEnv* env, jobject,
+                                                                                              jstring jFirst,
+                                                                                              jstring jSecond) {
+    zxjni::trace_entry("changeVolumeLabelNameByPath", __LINE__);
+    return change_label(env, jFirst, jSecond, ZX_JNI_changeDiscNameByPath);
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getVolumeLabelMntPath(JNIEnv* env, jobject,
+                                                                                        jstring jName) {
+    zxjni::trace_entry("getVolumeLabelMntPath", __LINE__);
+    JavaText name(env, jName);
+    if (!name) return nullptr;
+    char* rawPath = nullptr;
+    uint32_t code = ZX_JNI_getMntPathByDiscName(name.get(), &rawPath);
+    PlatformBuffer path = PlatformBuffer::adopt(rawPath, kBaseServiceFile);  // 128 bytes of the tracing allocator
+    if (code != 0 || !path) return nullptr;
+    path.get()[sizeof(ZX_USB_MNT_PATH_REPLY_S) - 1] = '\0';  // a path that fills its 128 bytes ends inside them
+    return char2jstring(env, path.get());
+}
+
+// The counts come pictures, videos, music; the line names the videos first.
+extern "C" JNIEXPORT jobjectArray JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getMediaFilesInfo(JNIEnv* env, jobject) {
+    ZX_APPM_MEDIA_FILES_INFO_S counts;
+    ZX_OS_MemSet_S(&counts, sizeof(counts), 0, sizeof(counts));
+    Binding<kMediaLineSize> b(env, "getMediaFilesInfo", __LINE__);
+    uint32_t code = ZX_JNI_GetMediaFilesInfo(&counts);
+    b.trace(__LINE__, "\r\n ZX_JNI_GetMediaFilesInfo ret: %u \r\n", code);
+    if (code != 0) return nullptr;
+    zxjni::StringArrayResult line(env, 1);
+    if (!line) return nullptr;
+    ZX_OS_Snprintf_S(b.buf(), b.size(), b.size() - 1, "video:%llu;picture:%llu;music:%llu",
+                     static_cast<unsigned long long>(counts.ullVideos),
+                     static_cast<unsigned long long>(counts.ullPictures),
+                     static_cast<unsigned long long>(counts.ullMusic));
+    b.trace(__LINE__, "\r\n%s\r\n", b.buf());
+    if (!line.set(0, b.buf())) return nullptr;
+    return line.release();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Capabilities, plug-in permissions and voice
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+// Asked first by the permission native; without it permissions are still read, and the lack is
+// recorded.
+constexpr const char* kPermissionFeature = "FT_PLUGIN_PERMISSION_CONTROL_ONLY";
+constexpr int32_t kPermissionSegmentFlags = 0x3FF;  // create, read and write for all
+constexpr uint32_t kGeneralFailure = 0xFFFFFFFF;
+constexpr uint32_t kVoiceStateSize = 64;
+
+// The fault text of the plug-in platform ({"Result":-1}).
+jstring permission_fault(JNIEnv* env) { return OSGI_JNI_FaultStrBuild(env, kGeneralFailure); }
+
+// A failed step of the permission segment: code, the error number and the segment's size.
+jstring permission_step_failed(JNIEnv* env, uint32_t line, uint32_t code, uint32_t size) {
+    kBaseService.last_word(zxtrace::Line(line), code, static_cast<uint32_t>(ZX_OS_GetLastErr()), size, 0, 0);
+    return permission_fault(env);
+}
+
+}  // namespace
+
+// The bundle manager writes the permissions of every deployment unit into a segment this native
+// creates for the call (2170 bytes a unit) and removes again on every path.
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermissions(JNIEnv* env, jobject) {
+    if (ZX_Feature_IsSupportByFeatureName(kPermissionFeature) != 1) {
+        zxjni::trace(__LINE__, "It does not support permission manage. \r\n");
+        zxjni::last_word(__LINE__, kGeneralFailure);
+    }
+    uint32_t count = 0;
+    const uint32_t counted = static_cast<uint32_t>(ZX_JNI_GetDuCount(&count));
+    if (counted != 0) {
+        zxjni::last_word(__LINE__, counted);
+        return permission_fault(env);
+    }
+    if (count == 0) {
+        zxjni::last_word(__LINE__, kGeneralFailure);  // no deployment unit
+        return permission_fault(env);
+    }
+    const uint32_t size = count * ZX_OSGI_PERMISSION_BYTES_PER_DU;
+    zxjni::ShmSegment segment(ZX_OSGI_PERMISSION_SHM_KEY, size, kPermissionSegmentFlags);
+    if (!segment) return permission_step_failed(env, __LINE__, kGeneralFailure, size);
+    const uint32_t filled = static_cast<uint32_t>(ZX_JNI_GetPluginPermissions(size));
+    if (filled != 0) return permission_step_failed(env, __LINE__, filled, size);
+    auto* text = static_cast<char*>(segment.attach());
+    if (!text) return permission_step_failed(env, __LINE__, kGeneralFailure, size);
+    text[size - 1] = '\0';  // a text that fills the segment ends inside it
+    zxjni::LocalRef<jstring> permissions(env, char2jstring(env, text));
+    if (segment.detach() != 0) return permission_step_failed(env, __LINE__, kGeneralFailure, size);
+    if (segment.remove() != 0) return permission_step_failed(env, __LINE__, kGeneralFailure, size);
+    return permissions.release();
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getFeatureSwitch(JNIEnv* env, jobject,
+                                                                                   jstring jFeature) {
+    JavaText feature(env, jFeature);
+    if (!feature) return zxjni::IntBinding::missing_argument(1, __LINE__);
+    zxjni::IntBinding b("getFeatureSwitch", __LINE__);
+    return zxjni::IntBinding::code(ZX_JNI_GetFeatureSwitch(feature.get()));
+}
+
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath(JNIEnv* env, jobject) {
+    Binding<64> b(env, "getAPIFilePath", __LINE__);
+    uint32_t code = ZX_JNI_GetPluginAPICapabilitesPath(b.buf(), b.size());
+    if (code != 0) {
+        zxjni::last_word(__LINE__, code);
+        return permission_fault(env);
+    }
+    return b.answer(code);
+}
+
+extern "C" JNIEXPORT jint JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_voiceSetPOTSDoNotDisturb(JNIEnv*, jobject,
+                                                                                           jint line, jint state) {
+    ZX_VOICE_POTS_DND_SET_REQ_S request;
+    ZX_OS_MemSet_S(&request, sizeof(request), 0, sizeof(request));
+    request.uiLine = u32(line);
+    request.uiState = u32(state);
+    uint32_t code = VOICE_JNI_MSG_RpcCall(ZX_VOICE_RPC_SET_POTS_DND, &request, sizeof(request), nullptr,
+                                          sizeof(ZX_VOICE_POTS_DND_GET_REPLY_S));
+    if (code != 0) zxjni::last_word(__LINE__, code);
+    return zxjni::int_result(code);
+}
+
+// Always JSON: a failed query is Result 1 with State 0.
+extern "C" JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_voiceGetPOTSDoNotDisturbState(JNIEnv* env, jobject,
+                                                                                                jint line) {
+    ZX_VOICE_POTS_DND_GET_REQ_S request;
+    ZX_OS_MemSet_S(&request, sizeof(request), 0, sizeof(request));
+    request.uiLine = u32(line);
+    ZX_VOICE_POTS_DND_GET_REPLY_S reply;
+    ZX_OS_MemSet_S(&reply, sizeof(reply), 0, sizeof(reply));
+    uint32_t code = VOICE_JNI_MSG_RpcCall(ZX_VOICE_RPC_GET_POTS_DND, &request, sizeof(request), &reply, sizeof(reply));
+    int32_t result = 0;
+    if (code != 0) {
+        zxjni::last_word(__LINE__, code);
+        result = 1;
+        reply.iState = 0;
+    }
+    char buf[kVoiceStateSize] = {};
+    ZX_OS_Snprintf_S(buf, sizeof(buf), sizeof(buf) - 1, "{ \"Result\": %d, \"State\": %d }", result, reply.iState);
+    return char2jstring(env, buf);
 }

@@ -18,6 +18,7 @@
 //   finish_void        natives that return nothing: the code is traced, never handed to Java
 //   StringArrayArg     a String[] argument whose elements may be null
 //   StringArrayResult  a String[] answer
+//   copy_text          a Java text into a fixed record field, cut at the field's size less one
 //   low_bytes          a char[] argument cut to bytes
 //   store_byte_array   a byte[] handed to Java in a holder object's field
 // Every line these take is the line of the call (__LINE__) of the unit baseservice_jni: the
@@ -27,7 +28,9 @@
 
 #include <jni.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "scoped.h"
@@ -114,6 +117,9 @@ public:
         detail::apply_failure_rule(Rule, buf_, N, code);
         zxjni::trace(line, format, code, buf_);
     }
+
+    // Applies the failure rule alone (a native that traces its outcome in its own way).
+    void apply_failure_rule(uint32_t code) { detail::apply_failure_rule(Rule, buf_, N, code); }
 
     // Applies the failure rule and returns the text, with no trace (a family that traces its own
     // closing text).
@@ -268,6 +274,14 @@ private:
     JNIEnv* env_;
     LocalRef<jobjectArray> array_;
 };
+
+// A Java text copied into a fixed field of a record (zero-filled by the caller), cut at the field's
+// size less one; a missing text (null, empty or not convertible) leaves the field as it was.
+template <size_t N>
+void copy_text(char (&field)[N], const JavaText& text) {
+    static_assert(N > 0 && N <= UINT32_MAX);
+    if (text) (void)ZX_OS_StrNCpy_S(field, N, text.get(), static_cast<uint32_t>(std::strlen(text.get())));
+}
 
 // The first count characters of a char[] argument, each cut to its low 8 bits, into out (zeroed
 // first). A count beyond the array or beyond out is cut to what both hold. Answers the bytes

@@ -227,6 +227,9 @@ public:
         return PlatformBuffer(file, static_cast<char*>(ZX_OS_MemMallocSet(size, fill, 0, 1, line, file)));
     }
 
+    // Takes over a block the platform API allocated for the caller (null: an empty holder).
+    static PlatformBuffer adopt(char* block, const char* file) { return PlatformBuffer(file, block); }
+
     // A zero-filled block of size bytes (ZX_OS_MemMallocSet).
     PlatformBuffer(uint32_t size, const char* file, uint32_t line)
         : PlatformBuffer(file, static_cast<char*>(ZX_OS_MemMallocSet(size, 0, 0, 1, line, file))) {}

@@ -60,6 +60,16 @@ private:
     uint32_t level_;
 };
 
+// A line that Java wrote whole (osgiPrintF): the text goes to the platform as the format itself,
+// with no arguments, at level 0, with no source and line 0, flagged as finished text.
+inline void finished_text(const char* text) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    ZX_PROC_DBG_TraceS(0, nullptr, 0, ZX_DBG_FLAG_FINISHED_TEXT, text);
+#pragma GCC diagnostic pop
+}
+
 // The units and their default levels.
 inline constexpr Unit kL2tpApi{"l2tp_api", 216};                 // tunnel and device-information API
 inline constexpr Unit kL2tpJni{"l2tp_jni", 216};                 // entity service

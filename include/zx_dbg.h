@@ -12,6 +12,10 @@
  *     L <file> <line> <code, 8 hex digits> <a> <b> <c> <d>      (data words in 8 hex digits)
  *     L1 <file> <line> <code, 8 hex digits>
  * A NULL file is written as "-". Tests can also capture records in-process (platform/host/zx_host.h).
+ *
+ * Flag ZX_DBG_FLAG_FINISHED_TEXT (3) marks a line that is finished text (a line a Java plug-in
+ * wrote whole): the host records fmt as it stands, conversion specifications ("%s", "%n", ...)
+ * included, and reads no arguments. Any other flag formats fmt like printf.
  */
 #ifndef ZX_DBG_H
 #define ZX_DBG_H
@@ -22,7 +26,10 @@
 extern "C" {
 #endif
 
-/* Formats fmt like printf and records the text. file may be NULL. */
+#define ZX_DBG_FLAG_FINISHED_TEXT 3u
+
+/* Formats fmt like printf and records the text (with ZX_DBG_FLAG_FINISHED_TEXT: fmt itself, no
+ * arguments read). file may be NULL. */
 void ZX_PROC_DBG_TraceS(uint32_t level, const char *file, uint32_t line, uint32_t flag, const char *fmt, ...)
     __attribute__((format(printf, 5, 6)));
 

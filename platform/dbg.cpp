@@ -161,7 +161,9 @@ ZX_EXPORT void ZX_PROC_DBG_TraceS(uint32_t level, const char* file, uint32_t lin
     r.file = file ? file : "";
     r.line = line;
     r.flag = flag;
-    if (fmt) {
+    if (fmt && flag == ZX_DBG_FLAG_FINISHED_TEXT) {
+        r.text = fmt;  // finished text: nothing in it is a conversion, no argument is read
+    } else if (fmt) {
         va_list ap;
         va_start(ap, fmt);
         va_list ap2;

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "internal.h"
+#include "zx_host.h"
 
 namespace {
 
@@ -262,11 +263,33 @@ ZX_EXPORT uint32_t ZX_OS_MutexUnLock(ZX_MUTEX* m) {
 // System V shared memory
 // ---------------------------------------------------------------------------------------------
 
+namespace {
+
+// Faults a test injects into the System V calls (zxhost::shm_fail), one countdown per kind.
+std::mutex g_shmMutex;
+uint64_t g_shmFailNth[4] = {0, 0, 0, 0};
+uint64_t g_shmInjected = 0;
+
+// True when this call is to fail; errno is then set as the kernel's refusal would set it.
+bool shm_fault(zxhost::ShmCall call) {
+    static constexpr int kErrno[4] = {ENOSPC, EACCES, EINVAL, EPERM};
+    const auto kind = static_cast<size_t>(call);
+    std::lock_guard<std::mutex> lock(g_shmMutex);
+    if (g_shmFailNth[kind] == 0 || --g_shmFailNth[kind] != 0) return false;
+    ++g_shmInjected;
+    errno = kErrno[kind];
+    return true;
+}
+
+}  // namespace
+
 ZX_EXPORT int32_t ZX_OS_ShmGet(uint32_t key, uint32_t size, int32_t flags) {
+    if (shm_fault(zxhost::ShmCall::Get)) return -1;
     return ::shmget(static_cast<key_t>(key), size, flags);
 }
 
 ZX_EXPORT void* ZX_OS_ShmAt(int32_t id, const void* addr, int32_t flags) {
+    if (shm_fault(zxhost::ShmCall::At)) return nullptr;
     void* p = ::shmat(id, addr, flags);
     return p == reinterpret_cast<void*>(-1) ? nullptr : p;
 }
@@ -276,12 +299,33 @@ ZX_EXPORT int32_t ZX_OS_ShmDt(const void* addr) {
         errno = EINVAL;
         return -1;
     }
+    if (shm_fault(zxhost::ShmCall::Dt)) return -1;
     return ::shmdt(addr);
 }
 
 ZX_EXPORT int32_t ZX_OS_ShmCtl(int32_t id, int32_t cmd, void* buf) {
+    if (shm_fault(zxhost::ShmCall::Ctl)) return -1;
     return ::shmctl(id, cmd, static_cast<struct shmid_ds*>(buf));
 }
+
+namespace zxhost {
+
+void shm_fail(ShmCall call, uint64_t n) {
+    std::lock_guard<std::mutex> lock(g_shmMutex);
+    g_shmFailNth[static_cast<size_t>(call)] = n;
+}
+
+void shm_fail_clear() {
+    std::lock_guard<std::mutex> lock(g_shmMutex);
+    for (uint64_t& n : g_shmFailNth) n = 0;
+}
+
+uint64_t shm_failures_injected() {
+    std::lock_guard<std::mutex> lock(g_shmMutex);
+    return g_shmInjected;
+}
+
+}  // namespace zxhost
 
 // ---------------------------------------------------------------------------------------------
 // System load

@@ -129,6 +129,19 @@ ZX_HOST_API void alloc_fail_clear();             // cancels both kinds of fault
 ZX_HOST_API uint64_t alloc_failures_injected();  // count since process start
 
 // ---------------------------------------------------------------------------------------------
+// System V shared memory (ZX_OS_ShmGet, ZX_OS_ShmAt, ZX_OS_ShmDt, ZX_OS_ShmCtl)
+// ---------------------------------------------------------------------------------------------
+
+enum class ShmCall { Get, At, Dt, Ctl };
+
+// Fail the n-th call of one kind from now (1 = the next one); 0 cancels that kind. A failed call
+// does nothing and answers as the kernel's refusal would: -1 (ShmAt: NULL) with errno ENOSPC for
+// Get, EACCES for At, EINVAL for Dt and EPERM for Ctl. Each kind counts down on its own.
+ZX_HOST_API void shm_fail(ShmCall call, uint64_t n);
+ZX_HOST_API void shm_fail_clear();             // cancels every kind
+ZX_HOST_API uint64_t shm_failures_injected();  // count since process start
+
+// ---------------------------------------------------------------------------------------------
 // Shared data blocks
 // ---------------------------------------------------------------------------------------------
 

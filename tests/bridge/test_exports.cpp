@@ -212,6 +212,24 @@ const std::set<std::string> kFunctions = {
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStart",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardAttachAuth",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_eventInform",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_String_2",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_String_2Ljava_lang_String_2",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_osgiPrintF",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_NotifyServicePlatformConnectState",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_isCloudRegistered",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_setFilesScanSwitch",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getFilesScanListByType",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_queryVolumeLabelInfo",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_changeVolumeLabelName",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_changeVolumeLabelNameByPath",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getVolumeLabelMntPath",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getMediaFilesInfo",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermissions",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getFeatureSwitch",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_voiceSetPOTSDoNotDisturb",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_voiceGetPOTSDoNotDisturbState",
     // Doubly-linked list
     "MakeNode",
     "FreeNode",
@@ -262,6 +280,19 @@ bool sanitizer_symbol(const std::string& name) {
     (void)name;
     return false;
 #endif
+}
+
+// The list itself holds every native of the five Java classes: 69 of BaseServiceJNIMethods, 2 of
+// the entity class, 8 of the bundle manager, 11 of the file service.
+TEST(Exports, ListNamesEveryNativeOfTheFiveClasses) {
+    size_t natives = 0;
+    size_t baseService = 0;
+    for (const std::string& name : kFunctions) {
+        if (name.starts_with("Java_")) ++natives;
+        if (name.starts_with("Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_")) ++baseService;
+    }
+    EXPECT_EQ(natives, 90u);
+    EXPECT_EQ(baseService, 69u);
 }
 
 TEST(Exports, AreExactlyTheRequiredFunctionsGlobalsAndNatives) {

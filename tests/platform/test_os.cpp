@@ -222,6 +222,45 @@ TEST(Os, SystemVSharedMemoryGetAttachDetachRemove) {
     EXPECT_EQ(ZX_OS_ShmDt(nullptr), -1);
 }
 
+// A refused call does nothing: the segment refused at its second get is never made, a refused
+// attach maps nothing, a refused detach leaves the mapping, a refused removal leaves the segment.
+TEST(Os, SharedMemoryFaultsRefuseTheNthCallOfTheirKind) {
+    const key_t key = static_cast<key_t>(0x5B000000 | (getpid() & 0xFFFFFF));
+    const uint64_t before = zxhost::shm_failures_injected();
+    zxhost::shm_fail(zxhost::ShmCall::Get, 2);
+    const int id = ZX_OS_ShmGet(key, 64, 0x3FF);
+    ASSERT_GE(id, 0) << "the first get is not refused";
+    errno = 0;
+    EXPECT_EQ(ZX_OS_ShmGet(key, 64, 0x3FF), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(ZX_OS_ShmGet(key, 64, 0x3FF), id) << "the count ran out: the third is the kernel's";
+
+    zxhost::shm_fail(zxhost::ShmCall::At, 1);
+    errno = 0;
+    EXPECT_EQ(ZX_OS_ShmAt(id, nullptr, 0), nullptr);
+    EXPECT_EQ(errno, EACCES);
+    void* p = ZX_OS_ShmAt(id, nullptr, 0);
+    ASSERT_NE(p, nullptr);
+
+    zxhost::shm_fail(zxhost::ShmCall::Dt, 1);
+    errno = 0;
+    EXPECT_EQ(ZX_OS_ShmDt(p), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(ZX_OS_ShmDt(p), 0) << "still attached after the refused detach";
+
+    zxhost::shm_fail(zxhost::ShmCall::Ctl, 1);
+    errno = 0;
+    EXPECT_EQ(ZX_OS_ShmCtl(id, 0, nullptr), -1);
+    EXPECT_EQ(errno, EPERM);
+    EXPECT_EQ(ZX_OS_ShmGet(key, 0, 0), id) << "the refused removal left the segment";
+
+    zxhost::shm_fail(zxhost::ShmCall::Ctl, 1);
+    zxhost::shm_fail_clear();
+    EXPECT_EQ(ZX_OS_ShmCtl(id, 0, nullptr), 0) << "cleared faults refuse nothing";
+    EXPECT_EQ(ZX_OS_ShmGet(key, 0, 0), -1);
+    EXPECT_EQ(zxhost::shm_failures_injected(), before + 4);
+}
+
 TEST(Os, CpuLoadFromTheProcDirectory) {
     zxtest::ScopedTempDir proc;
     zxtest::set_env("ZX_PROC_DIR", proc.path().c_str());

@@ -46,17 +46,56 @@ TEST(Trace, LastWordsCarryCodeAndDataWords) {
 
 TEST(Trace, NullFileAndNullFormatAreRecordedWithoutCrash) {
     zxhost::trace_capture_start();
-    ZX_PROC_DBG_TraceS(0, nullptr, 0, 3, "%s", "java text");
+    ZX_PROC_DBG_TraceS(0, nullptr, 0, 0, "%s", "java text");
     ZX_PROC_DBG_TraceS(1, "f", 2, 0, nullptr);
     ZX_PROC_DBG_LastWord_1(nullptr, 5, 1);
     auto recs = zxhost::trace_capture_take();
     ASSERT_EQ(recs.size(), 3u);
     EXPECT_EQ(recs[0].file, "");
-    EXPECT_EQ(recs[0].flag, 3u);
+    EXPECT_EQ(recs[0].flag, 0u);
     EXPECT_EQ(recs[0].text, "java text");
     EXPECT_EQ(recs[1].text, "");
     EXPECT_EQ(recs[2].file, "");
     zxhost::trace_capture_stop();
+}
+
+// A finished line (flag 3) is the text itself: its conversion specifications are neither expanded
+// nor given arguments, so "%n" writes nowhere and "%s" reads nothing.
+TEST(Trace, FinishedTextIsRecordedAsItStands) {
+    zxtest::ScopedTempDir dir;
+    std::string path = dir.path() + "/trace.log";
+    zxtest::set_env("ZX_TRACE", path.c_str());
+    zxhost::trace_capture_start();
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    const char* hostile = "%s%s%n";
+    ZX_PROC_DBG_TraceS(0, nullptr, 0, ZX_DBG_FLAG_FINISHED_TEXT, hostile);
+    const std::string many = std::string(5000, '%') + "n%99999999s%x%p";
+    ZX_PROC_DBG_TraceS(0, nullptr, 0, ZX_DBG_FLAG_FINISHED_TEXT, many.c_str());
+    ZX_PROC_DBG_TraceS(0, nullptr, 0, ZX_DBG_FLAG_FINISHED_TEXT, "");
+#pragma GCC diagnostic pop
+    ZX_PROC_DBG_TraceS(0, nullptr, 0, 0, "%d%%", 5);  // any other flag still formats
+    zxtest::set_env("ZX_TRACE", "off");
+    auto recs = zxhost::trace_capture_take();
+    zxhost::trace_capture_stop();
+    ASSERT_EQ(recs.size(), 4u);
+    EXPECT_EQ(recs[0].kind, TraceRecord::Trace);
+    EXPECT_EQ(recs[0].level, 0u);
+    EXPECT_EQ(recs[0].file, "");
+    EXPECT_EQ(recs[0].line, 0u);
+    EXPECT_EQ(recs[0].flag, 3u);
+    EXPECT_EQ(recs[0].text, "%s%s%n");
+    EXPECT_EQ(recs[1].text, many);
+    EXPECT_EQ(recs[2].text, "");
+    EXPECT_EQ(recs[3].text, "5%");
+
+    std::ifstream in(path);
+    std::string line;
+    ASSERT_TRUE(std::getline(in, line));
+    EXPECT_EQ(line, "T\t0\t-\t0\t3\t%s%s%n");
+    ASSERT_TRUE(std::getline(in, line));
+    EXPECT_EQ(line, "T\t0\t-\t0\t3\t" + many);
 }
 
 TEST(Trace, LongTextIsKeptWhole) {

@@ -113,31 +113,60 @@ public class BaseServiceJNIMethods {
     public native String LedSetState(int ledId, int color, int ontime, int offtime);
 
     // Events and notifications
+    /**
+     * Raises event 12342 on the gateway's event centre with the name (at most 63 characters) and
+     * the data (at most 863); a null text leaves its field empty. {"Result":0}, or null when the
+     * event centre refused the event.
+     */
     public native String eventInform(String name, String data);
 
+    /** Raises event 12348 with a name and data, as {@link #eventInform}; the event centre's result (0: raised). */
     public native int notifyEvent(String name, String data);
 
+    /**
+     * Raises event 12355 with two names (at most 63 characters each) and data (at most 863); the
+     * event centre's result (0: raised).
+     */
     public native int notifyEvent(String first, String second, String data);
 
+    /**
+     * Writes one line into the platform's trace. The text is handed to the trace as its format:
+     * do not put conversion specifications ("%s", "%n", ...) into it.
+     */
     public native void osgiPrintF(String text);
 
+    /** Reports the state of the connection to a service platform; the outcome is only traced. */
     public native void NotifyServicePlatformConnectState(String platform, int state);
 
+    /** The gateway's registration status with the management cloud; 0 also when it cannot be read. */
     public native int isCloudRegistered();
 
     // Storage and media
+    /** Switches the media-file scanner on (1) or off (0); the outcome is only traced. */
     public native void setFilesScanSwitch(int switcher);
 
+    /**
+     * The scanner's list of the files of one type ("video", "picture", "music") as the service
+     * writes it, or {"Result":-1, "FailReason":""}; null for a null type.
+     */
     public native String getFilesScanListByType(String fileType);
 
+    /**
+     * One element per attached disc: "label;file-system type;mount path;total;used;free" (bytes);
+     * null when the discs cannot be listed.
+     */
     public native String[] queryVolumeLabelInfo();
 
+    /** Renames the disc labelled {@code first} to {@code second}; true when it was renamed. */
     public native boolean changeVolumeLabelName(String first, String second);
 
+    /** Renames the disc mounted at the path {@code first} to {@code second}; true when it was renamed. */
     public native boolean changeVolumeLabelNameByPath(String first, String second);
 
+    /** The mount path of the disc with this label, or null. */
     public native String getVolumeLabelMntPath(String name);
 
+    /** One element, "video:V;picture:P;music:M" with the scanner's counts, or null. */
     public native String[] getMediaFilesInfo();
 
     // HTTP forwarding, capabilities, voice
@@ -148,13 +177,27 @@ public class BaseServiceJNIMethods {
 
     public native String jniHttpForwardStop();
 
+    /**
+     * The permissions of the installed plug-ins as the bundle manager writes them, or the fault
+     * text {"Result":-1} when they cannot be read.
+     */
     public native String getPluginPermissions();
 
+    /** What the platform answers for a feature switch (1: on); 1 for a null name. */
     public native int getFeatureSwitch(String feature);
 
+    /**
+     * The path of the list of platform APIs plug-ins may use, or the fault text {"Result":-1}
+     * (plug-in permissions switched off, no list configured).
+     */
     public native String getAPIFilePath();
 
+    /** Sets a telephone line's do-not-disturb state; 0, or -1 when the voice service refused. */
     public native int voiceSetPOTSDoNotDisturb(int line, int state);
 
+    /**
+     * A telephone line's do-not-disturb state: { "Result": 0, "State": s }, or
+     * { "Result": 1, "State": 0 } when the voice service does not answer.
+     */
     public native String voiceGetPOTSDoNotDisturbState(int line);
 }
