@@ -1039,9 +1039,9 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_queryVolumeLab
     uint32_t count = 0;
     uint32_t code = ZX_JNI_getDiscInfo(&list, &count);
     b.trace(__LINE__, "\r\n ZX_JNI_getDiscInfo ret: %u \r\n", code);
-    if (code != 0) return nullptr;
-    // The list holds 32 entries at most, whatever count the service claims.
-    const uint32_t discs = std::min<uint32_t>(count, ZX_USB_MAX_DISCS);
+    // The record holds 32 entries: a count beyond them is a list this native cannot read.
+    if (code != 0 || count > ZX_USB_MAX_DISCS) return nullptr;
+    const uint32_t discs = count;
     zxjni::StringArrayResult lines(env, static_cast<jsize>(discs));
     if (!lines) return nullptr;
     uint64_t total = 0, used = 0, free = 0;  // a disc whose space cannot be read keeps the last figures
@@ -1146,7 +1146,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermi
         zxjni::last_word(__LINE__, counted);
         return permission_fault(env);
     }
-    if (count == 0) {
+    // More units than a segment size of 32 bits can hold count as none: no segment to make.
+    if (count == 0 || count > UINT32_MAX / ZX_OSGI_PERMISSION_BYTES_PER_DU) {
         zxjni::last_word(__LINE__, kGeneralFailure);  // no deployment unit
         return permission_fault(env);
     }

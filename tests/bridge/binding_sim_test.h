@@ -18,6 +18,7 @@
 #include "sim_process.h"
 #include "source_lines.h"
 #include "test_env.h"
+#include "trace_lines.h"
 #include "traced_jvm_test.h"
 
 namespace zxtest {
@@ -29,6 +30,15 @@ constexpr const char* kBindingSymbol = "Java_com_zentrix_nodalis_deviceservice_i
 // The line of the bindings' source holding `needle` after the definition of the native `method`.
 inline uint32_t binding_line_of(const std::string& method, const std::string& needle) {
     return source_line_after("baseservice/baseservice_jni.cpp", kBindingSymbol + method + "(", needle);
+}
+
+// The records captured since the last look that the bindings wrote (the API units they call and the
+// remote-call wrappers write under their own names).
+inline std::vector<std::string> binding_records() {
+    std::vector<std::string> out;
+    for (const std::string& r : take_records())
+        if (r.find(std::string(" ") + kBindingsUnit + " ") != std::string::npos) out.push_back(r);
+    return out;
 }
 
 class BindingSimTest : public TracedJvmTest {

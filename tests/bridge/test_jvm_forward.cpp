@@ -29,6 +29,7 @@ JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServic
 namespace {
 
 using zxtest::binding_line_of;
+using zxtest::binding_records;
 using zxtest::Bytes;
 using zxtest::kBindingsUnit;
 using zxtest::SimProcess;
@@ -61,14 +62,6 @@ Bytes default_record(uint32_t port, uint32_t ssid) {
     std::memcpy(&b[0], &port, 4);
     std::memcpy(&b[4], &ssid, 4);
     return b;
-}
-
-// The binding's own records (the API's and the wrappers' are asserted by their own suites).
-std::vector<std::string> binding_records() {
-    std::vector<std::string> out;
-    for (const std::string& r : take_records())
-        if (r.find(std::string(" ") + kBindingsUnit + " ") != std::string::npos) out.push_back(r);
-    return out;
 }
 
 class Forwarding : public zxtest::BindingSimTest {

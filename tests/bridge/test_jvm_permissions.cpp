@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "binding_sim_test.h"
 #include "jvm.h"
 #include "sim_process.h"
 #include "source_lines.h"
@@ -26,14 +27,15 @@
 #include "traced_jvm_test.h"
 
 extern "C" {
-JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermissions(
-    JNIEnv*, jobject);
+JNIEXPORT jstring JNICALL
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermissions(JNIEnv*, jobject);
 JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath(JNIEnv*,
-                                                                                                          jobject);
+                                                                                                           jobject);
 }
 
 namespace {
 
+using zxtest::binding_records;
 using zxtest::L;
 using zxtest::L1;
 using zxtest::SimProcess;
@@ -41,16 +43,15 @@ using zxtest::StateValue;
 using zxtest::take_records;
 using zxtest::utf16_of;
 
-constexpr const char* kBindings = "baseservice_jni";
-constexpr const char* kSymbol = "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_";
+constexpr const char* kBindings = zxtest::kBindingsUnit;
 constexpr uint32_t kKey = 0xD6EC6;
 constexpr uint32_t kThreeUnits = 3 * 2170;
 constexpr uint32_t kDuCount = 0x4720902A;
 constexpr uint32_t kPermissions = 0x47209031;
-constexpr const char16_t* kFault = u"{ \"Result\": -1 }";
+constexpr const char* kFault = "{ \"Result\": -1 }";
 
 uint32_t line_of(const std::string& needle, const std::string& method = "getPluginPermissions") {
-    return zxtest::source_line_after("baseservice/baseservice_jni.cpp", std::string(kSymbol) + method + "(", needle);
+    return zxtest::binding_line_of(method, needle);
 }
 
 // One row of the kernel's list of System V segments.
@@ -105,27 +106,28 @@ void* attached_permission_segment() {
     return nullptr;
 }
 
-class PermissionSegment : public zxtest::TracedJvmTest {
+class PermissionSegment : public zxtest::BindingSimTest {
 protected:
+    PermissionSegment() : BindingSimTest({.services = {"osgi_proxy"}}) {}
+
     void SetUp() override {
-        zxtest::TracedJvmTest::SetUp();
-        if (HasFatalFailure()) return;
         ASSERT_FALSE(key_exists(kKey)) << "a permission segment exists before the case";
         ASSERT_TRUE(ours().empty());
-        ASSERT_TRUE(sim_.start());
+        BindingSimTest::SetUp();
+        if (HasFatalFailure()) return;
         // Three installed units, one being installed and one uninstalled (neither counts).
         ASSERT_TRUE(sim_.set_state(
             "osgi_proxy", "bundles",
             StateValue::object({
-                {"weather", StateValue::object({{"version", "1.0.0"},
-                                                {"state", "ACTIVE"},
-                                                {"permissions", StateValue::array({"usb.access"})}})},
+                {"weather",
+                 StateValue::object(
+                     {{"version", "1.0.0"}, {"state", "ACTIVE"}, {"permissions", StateValue::array({"usb.access"})}})},
                 {"backup", StateValue::object({{"version", "2.1.0"},
                                                {"state", "RESOLVED"},
                                                {"permissions", StateValue::array({"lan.hosts.read", "usb.access"})}})},
-                {"meter", StateValue::object({{"version", "0.9.1"},
-                                              {"state", "ACTIVE"},
-                                              {"permissions", StateValue::array({"basic"})}})},
+                {"meter",
+                 StateValue::object(
+                     {{"version", "0.9.1"}, {"state", "ACTIVE"}, {"permissions", StateValue::array({"basic"})}})},
                 {"coming", StateValue::object({{"version", "1.0.0"}, {"state", "INSTALLING"}})},
                 {"gone", StateValue::object({{"version", "1.0.0"}, {"state", "UNINSTALLED"}})},
             })));
@@ -133,34 +135,20 @@ protected:
     }
     void TearDown() override {
         zxhost::shm_fail_clear();
-        EXPECT_TRUE(sim_.stop());
+        BindingSimTest::TearDown();
         EXPECT_FALSE(key_exists(kKey)) << "a permission segment was left behind";
-        zxtest::TracedJvmTest::TearDown();
     }
 
-    // The native's answer as text ("null" for a null reference), the reference released.
-    std::u16string call() {
-        jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermissions(env_, nullptr);
-        if (!s) return u"null";
-        std::u16string text = utf16_of(env_, s);
-        env_->DeleteLocalRef(s);
-        return text;
-    }
-
-    // The records of the bindings alone (the fault text's own records are the plug-in API's).
-    static std::vector<std::string> binding_records() {
-        std::vector<std::string> out;
-        for (const std::string& r : take_records())
-            if (r.find(std::string(" ") + kBindings + " ") != std::string::npos) out.push_back(r);
-        return out;
+    // The native's answer as text ("<null>" for a null reference), the reference released.
+    std::string call() {
+        return answer_of(
+            Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermissions(env_, nullptr));
     }
 
     // The size word of each permission request the bundle manager received.
     std::vector<uint32_t> sizes_asked() {
         std::vector<uint32_t> out;
-        auto got = sim_.received("osgi_proxy", true);
-        EXPECT_TRUE(got.has_value());
-        for (const zxtest::Received& r : got.value_or(std::vector<zxtest::Received>{})) {
+        for (const zxtest::Received& r : received("osgi_proxy")) {
             if (r.msgId != kPermissions) continue;
             uint32_t size = 0;
             if (r.data.size() == 4) std::memcpy(&size, r.data.data(), 4);
@@ -168,17 +156,14 @@ protected:
         }
         return out;
     }
-
-    zxtest::ScopedBusDir bus_;
-    SimProcess sim_{{.services = {"osgi_proxy"}}};
 };
 
 TEST_F(PermissionSegment, ThreeUnitsAreReadThroughA6510ByteSegmentThatIsThenGone) {
-    std::u16string text = call();
-    EXPECT_NE(text.find(u"\"Name\":\"weather\""), std::u16string::npos) << std::string(text.begin(), text.end());
-    EXPECT_NE(text.find(u"\"Name\":\"backup\""), std::u16string::npos);
-    EXPECT_NE(text.find(u"\"lan.hosts.read\""), std::u16string::npos);
-    EXPECT_EQ(text.find(u"\"coming\""), std::u16string::npos);
+    std::string text = call();
+    EXPECT_NE(text.find("\"Name\":\"weather\""), std::string::npos) << text;
+    EXPECT_NE(text.find("\"Name\":\"backup\""), std::string::npos);
+    EXPECT_NE(text.find("\"lan.hosts.read\""), std::string::npos);
+    EXPECT_EQ(text.find("\"coming\""), std::string::npos);
     EXPECT_EQ(sizes_asked(), std::vector<uint32_t>{kThreeUnits});
     EXPECT_TRUE(binding_records().empty()) << "a good read records nothing";
     EXPECT_TRUE(ours().empty()) << "the segment is removed";
@@ -189,9 +174,10 @@ TEST_F(PermissionSegment, ASegmentThatCannotBeHadIsTheFaultText) {
     zxhost::shm_fail(zxhost::ShmCall::Get, 1);
     EXPECT_EQ(call(), kFault);
     EXPECT_EQ(zxhost::shm_failures_injected(), before + 1);
-    EXPECT_EQ(binding_records(), (std::vector<std::string>{
-                                     L(kBindings, line_of("if (!segment) return"), 0xFFFFFFFF, ENOSPC, kThreeUnits, 0, 0),
-                                 }));
+    EXPECT_EQ(binding_records(),
+              (std::vector<std::string>{
+                  L(kBindings, line_of("if (!segment) return"), 0xFFFFFFFF, ENOSPC, kThreeUnits, 0, 0),
+              }));
     EXPECT_TRUE(sizes_asked().empty()) << "the bundle manager is not asked without a segment";
     EXPECT_TRUE(ours().empty());
 }
@@ -211,10 +197,10 @@ TEST_F(PermissionSegment, AnAttachRefusedRemovesTheSegment) {
 TEST_F(PermissionSegment, ADetachRefusedStillRemovesTheSegment) {
     zxhost::shm_fail(zxhost::ShmCall::Dt, 1);
     EXPECT_EQ(call(), kFault);
-    EXPECT_EQ(binding_records(), (std::vector<std::string>{
-                                     L(kBindings, line_of("if (segment.detach() != 0)"), 0xFFFFFFFF, EINVAL,
-                                       kThreeUnits, 0, 0),
-                                 }));
+    EXPECT_EQ(binding_records(),
+              (std::vector<std::string>{
+                  L(kBindings, line_of("if (segment.detach() != 0)"), 0xFFFFFFFF, EINVAL, kThreeUnits, 0, 0),
+              }));
     std::vector<Segment> left = ours();
     ASSERT_EQ(left.size(), 1u);
     EXPECT_EQ(left[0].key, 0u) << "marked for removal: its key is gone";
@@ -231,10 +217,10 @@ TEST_F(PermissionSegment, ADetachRefusedStillRemovesTheSegment) {
 TEST_F(PermissionSegment, ARemovalRefusedIsTheFaultTextAfterTheRead) {
     zxhost::shm_fail(zxhost::ShmCall::Ctl, 1);
     EXPECT_EQ(call(), kFault);
-    EXPECT_EQ(binding_records(), (std::vector<std::string>{
-                                     L(kBindings, line_of("if (segment.remove() != 0)"), 0xFFFFFFFF, EPERM,
-                                       kThreeUnits, 0, 0),
-                                 }));
+    EXPECT_EQ(binding_records(),
+              (std::vector<std::string>{
+                  L(kBindings, line_of("if (segment.remove() != 0)"), 0xFFFFFFFF, EPERM, kThreeUnits, 0, 0),
+              }));
     std::vector<Segment> left = ours();
     ASSERT_EQ(left.size(), 1u);
     EXPECT_EQ(left[0].key, kKey);
@@ -263,8 +249,7 @@ TEST_F(PermissionSegment, NoUnitsOrNoCountIsTheFaultTextWithoutASegment) {
     ASSERT_TRUE(sim_.set_state("osgi_proxy", "bundles", StateValue::object({})));
     EXPECT_EQ(call(), kFault);
     EXPECT_EQ(binding_records(), (std::vector<std::string>{
-                                     L1(kBindings, line_of("no deployment unit"),
-                                        0xFFFFFFFF),
+                                     L1(kBindings, line_of("no deployment unit"), 0xFFFFFFFF),
                                  }));
     ASSERT_TRUE(sim_.inject("osgi_proxy", kDuCount, zxtest::Fault::status(0xF7213003, 1)));
     EXPECT_EQ(call(), kFault);
@@ -300,10 +285,9 @@ protected:
 };
 
 TEST_F(PermissionsSwitchedOff, TheApiListPathIsTheFaultText) {
-    jstring s = Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath(env_, nullptr);
-    ASSERT_NE(s, nullptr);
-    EXPECT_EQ(utf16_of(env_, s), kFault);
-    env_->DeleteLocalRef(s);
+    EXPECT_EQ(
+        answer_of(Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath(env_, nullptr)),
+        kFault);
     std::vector<std::string> lastWords;
     for (const std::string& r : take_records())
         if (r.rfind("L1 ", 0) == 0) lastWords.push_back(r);
@@ -315,14 +299,13 @@ TEST_F(PermissionsSwitchedOff, TheApiListPathIsTheFaultText) {
 
 // Without permission control the lack is recorded, and the permissions are read all the same.
 TEST_F(PermissionsSwitchedOff, PermissionsAreReadAllTheSame) {
-    std::u16string text = call();
-    EXPECT_NE(text.find(u"\"Name\":\"meter\""), std::u16string::npos) << std::string(text.begin(), text.end());
-    EXPECT_EQ(binding_records(),
-              (std::vector<std::string>{
-                  zxtest::T(249, kBindings, line_of("It does not support permission manage."),
-                            "It does not support permission manage. \r\n"),
-                  L1(kBindings, line_of("last_word(__LINE__, kGeneralFailure)"), 0xFFFFFFFF),
-              }));
+    std::string text = call();
+    EXPECT_NE(text.find("\"Name\":\"meter\""), std::string::npos) << text;
+    EXPECT_EQ(binding_records(), (std::vector<std::string>{
+                                     zxtest::T(249, kBindings, line_of("It does not support permission manage."),
+                                               "It does not support permission manage. \r\n"),
+                                     L1(kBindings, line_of("last_word(__LINE__, kGeneralFailure)"), 0xFFFFFFFF),
+                                 }));
     EXPECT_EQ(sizes_asked(), std::vector<uint32_t>{kThreeUnits});
     EXPECT_TRUE(ours().empty());
 }

@@ -69,6 +69,7 @@ TEST(Trace, FinishedTextIsRecordedAsItStands) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-zero-length"
     const char* hostile = "%s%s%n";
     ZX_PROC_DBG_TraceS(0, nullptr, 0, ZX_DBG_FLAG_FINISHED_TEXT, hostile);
     const std::string many = std::string(5000, '%') + "n%99999999s%x%p";
