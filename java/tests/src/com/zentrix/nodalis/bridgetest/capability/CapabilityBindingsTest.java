@@ -57,21 +57,7 @@ class CapabilityBindingsTest {
     }
 
     private List<TraceRecord> bindingRecords(long mark) throws IOException {
-        List<TraceRecord> out = new ArrayList<>();
-        for (TraceRecord r : trace.since(mark)) {
-            if (r.file().equals(FILE)) out.add(r);
-        }
-        return out;
-    }
-
-    private static List<byte[]> sent(String service, long msgId) throws IOException {
-        List<byte[]> out = new ArrayList<>();
-        for (var e : ctl().received(service)) {
-            JsonObject r = e.getAsJsonObject();
-            if (r.get("msgId").getAsLong() == msgId) out.add(HexFormat.of().parseHex(r.get("data").getAsString()));
-        }
-        ctl().clearRecords();
-        return out;
+        return trace.since(mark, FILE);
     }
 
     private static int word(byte[] b, int at) {
@@ -200,7 +186,7 @@ class CapabilityBindingsTest {
         assertEquals(FAULT, jni.getPluginPermissions());
         assertEquals(List.of(TraceRecord.lastWord1(FILE, line("getPluginPermissions", "last_word(__LINE__, counted)"),
                 0xF7213003L)), bindingRecords(mark));
-        assertTrue(sent("osgi_proxy", PERMISSIONS).isEmpty());
+        assertTrue(ctl().payloads("osgi_proxy", PERMISSIONS).isEmpty());
     }
 
     @Test
@@ -210,7 +196,7 @@ class CapabilityBindingsTest {
         assertEquals(FAULT, jni.getPluginPermissions());
         assertEquals(List.of(TraceRecord.lastWord1(FILE, line("getPluginPermissions", "no deployment unit"),
                 0xFFFFFFFFL)), bindingRecords(mark));
-        assertTrue(sent("osgi_proxy", PERMISSIONS).isEmpty());
+        assertTrue(ctl().payloads("osgi_proxy", PERMISSIONS).isEmpty());
     }
 
     // A smaller segment under the key already exists: the native's segment cannot be had.
@@ -223,7 +209,7 @@ class CapabilityBindingsTest {
             assertEquals(FAULT, jni.getPluginPermissions());
             assertEquals(List.of(TraceRecord.lastWord(FILE, line("getPluginPermissions", "if (!segment) return"),
                     0xFFFFFFFFL, 22 /* EINVAL: larger than the segment */, 6510, 0, 0)), bindingRecords(mark));
-            assertTrue(sent("osgi_proxy", PERMISSIONS).isEmpty());
+            assertTrue(ctl().payloads("osgi_proxy", PERMISSIONS).isEmpty());
             assertEquals(1, segmentsWithTheKey(), "only the test's own segment");
         } finally {
             perl("my $id = shmget(0xD6EC6, 0, 0); defined $id or die; shmctl($id, 0, 0) or die \"shmctl: $!\"");
@@ -257,12 +243,12 @@ class CapabilityBindingsTest {
         long mark = trace.mark();
         assertEquals(0, jni.voiceSetPOTSDoNotDisturb(2, 1));
         assertTrue(bindingRecords(mark).isEmpty(), "no traces");
-        assertArrayEquals(words(2, 1), sent("voice", SET_DND).get(0));
+        assertArrayEquals(words(2, 1), ctl().payloads("voice", SET_DND).get(0));
         JsonArray lines = ctl().state("voice").getAsJsonArray("potsLines");
         assertEquals(1, lines.get(1).getAsJsonObject().get("dnd").getAsInt());
         assertEquals(0, lines.get(0).getAsJsonObject().get("dnd").getAsInt());
         assertEquals("{ \"Result\": 0, \"State\": 1 }", jni.voiceGetPOTSDoNotDisturbState(2));
-        assertArrayEquals(words(2), sent("voice", GET_DND).get(0));
+        assertArrayEquals(words(2), ctl().payloads("voice", GET_DND).get(0));
         assertEquals("{ \"Result\": 0, \"State\": 0 }", jni.voiceGetPOTSDoNotDisturbState(1));
         assertEquals(0, jni.voiceSetPOTSDoNotDisturb(2, 0));
         assertEquals("{ \"Result\": 0, \"State\": 0 }", jni.voiceGetPOTSDoNotDisturbState(2));

@@ -17,8 +17,6 @@ import com.zentrix.nodalis.bridgetest.support.TraceFile.TraceRecord;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.util.ArrayList;
-import java.util.HexFormat;
 import java.util.List;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.extension.RegisterExtension;
@@ -50,22 +48,7 @@ class EventBindingsTest {
     }
 
     private List<TraceRecord> bindingRecords(long mark) throws IOException {
-        List<TraceRecord> out = new ArrayList<>();
-        for (TraceRecord r : trace.since(mark)) {
-            if (r.file().equals(FILE)) out.add(r);
-        }
-        return out;
-    }
-
-    /** The records {@code service} received since the last look, of {@code msgId}; all are then forgotten. */
-    private static List<byte[]> sent(String service, long msgId) throws IOException {
-        List<byte[]> out = new ArrayList<>();
-        for (var e : ctl().received(service)) {
-            JsonObject r = e.getAsJsonObject();
-            if (r.get("msgId").getAsLong() == msgId) out.add(HexFormat.of().parseHex(r.get("data").getAsString()));
-        }
-        ctl().clearRecords();
-        return out;
+        return trace.since(mark, FILE);
     }
 
     private static byte[] ascii(String s) {
@@ -91,7 +74,7 @@ class EventBindingsTest {
 
     /** The one event of id {@code eventId} the event centre received. */
     private static byte[] oneEvent(long eventId) throws IOException {
-        List<byte[]> got = sent("eventcenter", eventId);
+        List<byte[]> got = ctl().payloads("eventcenter", eventId);
         assertEquals(1, got.size(), "events " + eventId);
         return got.get(0);
     }
@@ -169,7 +152,7 @@ class EventBindingsTest {
         assertEquals(0xF7400001, jni.notifyEvent("name", "data"));
         ctl().inject("eventcenter", EVENT_NOTIFY_EXTENDED, Fault.status(5, 1));
         assertEquals(5, jni.notifyEvent("a", "b", "data"));
-        assertEquals(1, sent("eventcenter", EVENT_NOTIFY_EXTENDED).size(), "the event was sent all the same");
+        assertEquals(1, ctl().payloads("eventcenter", EVENT_NOTIFY_EXTENDED).size(), "the event was sent all the same");
     }
 
     @Test
@@ -266,7 +249,7 @@ class EventBindingsTest {
         assertEquals(List.of(new TraceRecord("T", 222, FILE,
                 line("NotifyServicePlatformConnectState", "NotifyServicePlatformConnectState[%s][%u]"), 0,
                 "NotifyServicePlatformConnectState[cloud-platform][2]\r\n", 0, List.of())), bindingRecords(mark));
-        List<byte[]> got = sent("app_m", PLATFORM_STATE);
+        List<byte[]> got = ctl().payloads("app_m", PLATFORM_STATE);
         assertEquals(1, got.size());
         assertEquals(132, got.get(0).length);
         assertEquals(2, got.get(0)[0]);
@@ -279,7 +262,7 @@ class EventBindingsTest {
         jni.NotifyServicePlatformConnectState(null, 1);
         assertEquals(List.of(TraceRecord.lastWord1(FILE,
                 line("NotifyServicePlatformConnectState", "last_word(__LINE__, 1)"), 1)), bindingRecords(mark));
-        assertTrue(sent("app_m", PLATFORM_STATE).isEmpty());
+        assertTrue(ctl().payloads("app_m", PLATFORM_STATE).isEmpty());
         ctl().inject("app_m", PLATFORM_STATE, Fault.status(0xF7103002L, 1));
         mark = trace.mark();
         jni.NotifyServicePlatformConnectState("p", 0);
@@ -299,7 +282,7 @@ class EventBindingsTest {
                 at("isCloudRegistered", "uiRet = %u",
                         "\r\n call ZX_JNI_GetCloudStatus uiRet = 0 uiRegStatus = 1\r\n")),
                 bindingRecords(mark));
-        List<byte[]> got = sent("app_m", CLOUD_STATUS);
+        List<byte[]> got = ctl().payloads("app_m", CLOUD_STATUS);
         assertEquals(1, got.size());
         assertArrayEquals(new byte[4], got.get(0), "the request is a zero word");
         ctl().set("app_m", "cloudStatus", new com.google.gson.JsonPrimitive(0));

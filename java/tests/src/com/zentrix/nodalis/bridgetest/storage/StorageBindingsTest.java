@@ -26,7 +26,6 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Comparator;
-import java.util.HexFormat;
 import java.util.List;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.BeforeEach;
@@ -85,21 +84,7 @@ class StorageBindingsTest {
     }
 
     private List<TraceRecord> bindingRecords(long mark) throws IOException {
-        List<TraceRecord> out = new ArrayList<>();
-        for (TraceRecord r : trace.since(mark)) {
-            if (r.file().equals(FILE)) out.add(r);
-        }
-        return out;
-    }
-
-    private static List<byte[]> sent(String service, long msgId) throws IOException {
-        List<byte[]> out = new ArrayList<>();
-        for (var e : ctl().received(service)) {
-            JsonObject r = e.getAsJsonObject();
-            if (r.get("msgId").getAsLong() == msgId) out.add(HexFormat.of().parseHex(r.get("data").getAsString()));
-        }
-        ctl().clearRecords();
-        return out;
+        return trace.since(mark, FILE);
     }
 
     private static void touch(Path dir, String... names) throws IOException {
@@ -154,7 +139,7 @@ class StorageBindingsTest {
         assertEquals(at("queryVolumeLabelInfo", "ZX_JNI_getDiscInfo ret", "\r\n ZX_JNI_getDiscInfo ret: 0 \r\n"),
                 records.get(1));
         assertEquals(at("queryVolumeLabelInfo", "\"\\r\\n%s\\r\\n\"", "\r\n" + lines[1] + "\r\n"), records.get(3));
-        List<byte[]> got = sent("usb_mngt", DISC_INFO);
+        List<byte[]> got = ctl().payloads("usb_mngt", DISC_INFO);
         assertEquals(1, got.size());
         assertArrayEquals("input".getBytes(StandardCharsets.US_ASCII), got.get(0));
     }
@@ -202,11 +187,11 @@ class StorageBindingsTest {
                 "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_changeVolumeLabelName called \r\n")),
                 bindingRecords(mark));
         assertEquals("PHOTOS", discName(0));
-        assertArrayEquals(concat(field("USB_DISK1", 64), field("PHOTOS", 64)), sent("usb_mngt", RENAME).get(0));
+        assertArrayEquals(concat(field("USB_DISK1", 64), field("PHOTOS", 64)), ctl().payloads("usb_mngt", RENAME).get(0));
         assertTrue(jni.changeVolumeLabelNameByPath(disc2().toString(), "ARCHIVE"));
         assertEquals("ARCHIVE", discName(1));
         assertArrayEquals(concat(field(disc2().toString(), 64), field("ARCHIVE", 64)),
-                sent("usb_mngt", RENAME_BY_PATH).get(0));
+                ctl().payloads("usb_mngt", RENAME_BY_PATH).get(0));
         assertEquals("ARCHIVE", jni.queryVolumeLabelInfo()[1].split(";")[0]);
         assertFalse(jni.changeVolumeLabelName("NO_SUCH_DISC", "X"));
         assertFalse(jni.changeVolumeLabelNameByPath("/mnt/nowhere", "X"));
@@ -230,11 +215,11 @@ class StorageBindingsTest {
         assertEquals(List.of(at("getVolumeLabelMntPath", "trace_entry(\"getVolumeLabelMntPath\"",
                 "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_getVolumeLabelMntPath called \r\n")),
                 bindingRecords(mark));
-        assertArrayEquals(field("BACKUP", 64), sent("usb_mngt", MOUNT_PATH).get(0));
+        assertArrayEquals(field("BACKUP", 64), ctl().payloads("usb_mngt", MOUNT_PATH).get(0));
         assertNull(jni.getVolumeLabelMntPath("NO_SUCH_DISC"));
         assertNull(jni.getVolumeLabelMntPath(null));
         assertNull(jni.getVolumeLabelMntPath(""));
-        assertEquals(1, sent("usb_mngt", MOUNT_PATH).size(), "only the unknown name was asked for");
+        assertEquals(1, ctl().payloads("usb_mngt", MOUNT_PATH).size(), "only the unknown name was asked for");
         assertNull(jni.getVolumeLabelMntPath("\uD800" + "Z".repeat(1_000_000)));
     }
 
@@ -255,7 +240,7 @@ class StorageBindingsTest {
                 at("getMediaFilesInfo", "ZX_JNI_GetMediaFilesInfo ret", "\r\n ZX_JNI_GetMediaFilesInfo ret: 0 \r\n"),
                 at("getMediaFilesInfo", "\"\\r\\n%s\\r\\n\"", "\r\nvideo:5;picture:3;music:7\r\n")),
                 bindingRecords(mark));
-        assertArrayEquals(new byte[4], sent("app_m", MEDIA_COUNTS).get(0), "the request is a zero word");
+        assertArrayEquals(new byte[4], ctl().payloads("app_m", MEDIA_COUNTS).get(0), "the request is a zero word");
         ctl().inject("app_m", MEDIA_COUNTS, Fault.status(0xF7105001L, 1));
         assertNull(jni.getMediaFilesInfo());
     }
@@ -274,7 +259,7 @@ class StorageBindingsTest {
                 at("setFilesScanSwitch", "ZX_JNI_setFilesScanSwitch ret", " ZX_JNI_setFilesScanSwitch ret: 0 buff:{\"Result\":0}"),
                 at("setFilesScanSwitch", "returned = %s", "\r\n  returned = {\"Result\":0} \r\n")),
                 bindingRecords(mark));
-        assertArrayEquals(new byte[4], sent("app_m", SCAN_SWITCH).get(0));
+        assertArrayEquals(new byte[4], ctl().payloads("app_m", SCAN_SWITCH).get(0));
         assertArrayEquals(new String[] {"video:0;picture:0;music:0"}, jni.getMediaFilesInfo());
         assertEquals(FAILURE, jni.getFilesScanListByType("video"), "no lists while it is off");
         jni.setFilesScanSwitch(1);
@@ -323,7 +308,7 @@ class StorageBindingsTest {
                 at("getFilesScanListByType", "ZX_JNI_getFilesScanListByType ret",
                         "\r\n ZX_JNI_getFilesScanListByType ret: 0 \r\n")),
                 bindingRecords(mark));
-        assertArrayEquals("music".getBytes(StandardCharsets.US_ASCII), sent("app_m", SCAN_LIST).get(0),
+        assertArrayEquals("music".getBytes(StandardCharsets.US_ASCII), ctl().payloads("app_m", SCAN_LIST).get(0),
                 "the type without its NUL");
     }
 
