@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "binding_sim_test.h"
+#include "fake_services.h"
 #include "jvm.h"
 #include "sim_process.h"
 #include "test_env.h"
@@ -112,12 +113,10 @@ std::vector<uint8_t> bytes_of(const T& record) {
 class ImpossibleAnswers : public zxtest::TracedJvmTest {
 protected:
     void serve(const std::string& name, zxhost::BusHandler handler) {
-        std::unique_ptr<zxhost::BusService> service;
-        ASSERT_EQ(zxhost::BusService::start(name, std::move(handler), service), 0u);
-        services_.push_back(std::move(service));
+        ASSERT_TRUE(fakes_.serve(name, std::move(handler)));
     }
     void TearDown() override {
-        for (auto& s : services_) s->stop();
+        fakes_.stop();
         zxtest::TracedJvmTest::TearDown();
     }
 
@@ -142,7 +141,7 @@ protected:
     }
 
     zxtest::ScopedBusDir bus_;
-    std::vector<std::unique_ptr<zxhost::BusService>> services_;
+    zxtest::FakeServices fakes_;
 };
 
 TEST_F(ImpossibleAnswers, ADiscListClaimingMoreDiscsThanItHoldsIsNull) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "fake_services.h"
 #include "zel_fixture.h"
 
 namespace zeltest {
@@ -15,16 +16,14 @@ protected:
     FakeService() : TracedFixture(kFile) {}
 
     void serve(const std::string& name, zxhost::BusHandler handler) {
-        std::unique_ptr<zxhost::BusService> service;
-        ASSERT_EQ(zxhost::BusService::start(name, std::move(handler), service), 0u);
-        services_.push_back(std::move(service));
+        ASSERT_TRUE(fakes_.serve(name, std::move(handler)));
     }
     void TearDown() override {
-        for (auto& s : services_) s->stop();
+        fakes_.stop();
         TracedFixture::TearDown();
     }
 
-    std::vector<std::unique_ptr<zxhost::BusService>> services_;
+    zxtest::FakeServices fakes_;
 };
 
 TEST_F(FakeService, AnyNonZeroWpsWordReadsAsOne) {
