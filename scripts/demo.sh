@@ -7,10 +7,14 @@ scripts/build.sh release
 
 # A private bus directory, so the demo never meets another user's gateway.
 export ZX_BUS_DIR=$(mktemp -d /dev/shm/zxbus-demo-XXXXXX 2>/dev/null || mktemp -d)
+# A private gateway root: the discs (/mnt/usb1_1, ...) and the gateway's files live under it.
+export ZX_ROOT=$(mktemp -d)
+# The platform trace of the Java process, shown after the tour.
+trace=$(mktemp)
 sim_out=$(mktemp)
 cleanup() {
   [ -n "${sim_pid:-}" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null
-  rm -rf "$ZX_BUS_DIR" "$sim_out"
+  rm -rf "$ZX_BUS_DIR" "$ZX_ROOT" "$sim_out" "$trace"
 }
 trap cleanup EXIT
 
@@ -25,7 +29,7 @@ grep -q "gatewaysim ready" "$sim_out" || { echo "gatewaysim did not start"; cat 
 
 # The Java side, as a plug-in sees it: JVM -> bridge -> bus -> simulated gateway.
 echo "== Java demo (com.zentrix.nodalis.demo.BridgeDemo)"
-java -Djava.library.path=build/lib -cp build/java/zxdeviceservice.jar:build/java/zxdemo.jar \
+ZX_TRACE=$trace java -Djava.library.path=build/lib -cp build/java/zxdeviceservice.jar:build/java/zxdemo.jar \
   com.zentrix.nodalis.demo.BridgeDemo
 
 # What the tour changed, from the simulator's side: the radios, the WPS session and the LEDs.
@@ -33,6 +37,15 @@ echo
 echo "== the simulated radios and LEDs after the tour (build/bin/simctl state)"
 build/bin/simctl state wifi | grep -o '"radios":.*"wps":{[^}]*}'
 build/bin/simctl state app_m | grep -o '"leds":\[[^]]*\]'
+
+# The discs after the rename, the events the event centre took, the telephone lines, and the
+# plug-in's own line in the platform trace (level 0, no file, flag 3: written as it stands).
+echo
+echo "== discs, events, telephone lines (build/bin/simctl state) and the plug-in's trace line"
+build/bin/simctl state usb_mngt | grep -o '{"name":"[^"]*","fsType":"[^"]*","mount":"[^"]*"'
+build/bin/simctl state eventcenter | grep -o '"events":\[.*\]'
+build/bin/simctl state voice | grep -o '"potsLines":\[[^]]*\]'
+grep -F 'demo plug-in' "$trace"
 
 # The same gateway seen from the platform library alone: every simulated service answers.
 echo

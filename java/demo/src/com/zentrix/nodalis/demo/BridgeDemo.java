@@ -5,10 +5,13 @@ import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 
 /**
  * What a plug-in sees of the gateway: it brings up the bus link of the Java process, asks for the
- * processor load, the memory in use and the LOID, then tours the WLAN and LEDs: the SSIDs, the
- * radios' settings, a WPS start and its state, the wireless hosts and an LED change. Each answer is
- * printed as it came. Exit status 1 when the link does not come up, a text answer is null or a
- * setting is refused.
+ * processor load, the memory in use and the LOID, then tours the WLAN and LEDs (the SSIDs, the
+ * radios' settings, a WPS start and its state, the wireless hosts, an LED change), the LAN ports,
+ * the broadband family (LAN hosts, a bandwidth limit, a black list, an L2TP tunnel's life, HTTP
+ * forwarding, a WAN access rule), the discs and the media scanner, capabilities and plug-in
+ * permissions, events and the platform trace, the cloud registration and a telephone line's
+ * do-not-disturb state. Each answer is printed as it came. Exit status 1 when the link does not
+ * come up, a text answer is null or a setting is refused.
  */
 public final class BridgeDemo {
     private BridgeDemo() {}
@@ -91,7 +94,57 @@ public final class BridgeDemo {
                 base.addWANAccessRule("192.168.1.10", "0.0.0.0", 8443, "TCP")) == 0;
         ok &= show("deleteWANAccessRule(\"192.168.1.10\", \"0.0.0.0\", 8443, \"TCP\")",
                 base.deleteWANAccessRule("192.168.1.10", "0.0.0.0", 8443, "TCP")) == 0;
+
+        // The discs: label, file-system type, mount path, then total, used and free bytes. The
+        // first is renamed and found again by its new label.
+        ok &= showAll("queryVolumeLabelInfo()", base.queryVolumeLabelInfo());
+        ok &= showIs("true", "changeVolumeLabelName(\"USB_DISK1\", \"HOLIDAYS\")",
+                String.valueOf(base.changeVolumeLabelName("USB_DISK1", "HOLIDAYS")));
+        ok &= show("getVolumeLabelMntPath(\"HOLIDAYS\")", base.getVolumeLabelMntPath("HOLIDAYS"));
+        ok &= showAll("queryVolumeLabelInfo()", base.queryVolumeLabelInfo());
+
+        // The media scanner switched on: the counts of the files it found, and the videos.
+        base.setFilesScanSwitch(1);
+        System.out.printf("%-48s %s%n", "setFilesScanSwitch(1)", "(void; the answer is in the trace)");
+        ok &= showAll("getMediaFilesInfo()", base.getMediaFilesInfo());
+        ok &= show("getFilesScanListByType(\"video\")", base.getFilesScanListByType("video"));
+
+        // Capabilities: two feature switches, where the list of the platform APIs lies, and the
+        // permissions of the installed plug-ins.
+        show("getFeatureSwitch(\"FT_PLUGIN_PERMISSION_ENABLE\")", base.getFeatureSwitch("FT_PLUGIN_PERMISSION_ENABLE"));
+        show("getFeatureSwitch(\"FT_CWMP_OPCO_RMS\")", base.getFeatureSwitch("FT_CWMP_OPCO_RMS"));
+        ok &= show("getAPIFilePath()", base.getAPIFilePath());
+        ok &= show("getPluginPermissions()", base.getPluginPermissions());
+
+        // Events for the event centre, a line of the plug-in's own in the platform trace, the
+        // service platform's connection state and the cloud registration.
+        ok &= show("eventInform(\"demo.started\", \"{...}\")",
+                base.eventInform("demo.started", "{\"plugin\":\"demo\"}"));
+        ok &= show("notifyEvent(\"demo.notice\", \"disc renamed\")",
+                base.notifyEvent("demo.notice", "disc renamed")) == 0;
+        ok &= show("notifyEvent(\"demo\", \"volume\", \"HOLIDAYS\")",
+                base.notifyEvent("demo", "volume", "HOLIDAYS")) == 0;
+        base.osgiPrintF("demo plug-in: tour almost done\r\n");
+        System.out.printf("%-48s %s%n", "osgiPrintF(\"demo plug-in: ...\")", "(void; see the trace)");
+        base.NotifyServicePlatformConnectState("demo-platform", 1);
+        System.out.printf("%-48s %s%n", "NotifyServicePlatformConnectState(\"demo-platform\", 1)", "(void)");
+        show("isCloudRegistered()", base.isCloudRegistered());
+
+        // Do not disturb on the first telephone line, then read back.
+        ok &= show("voiceSetPOTSDoNotDisturb(1, 1)", base.voiceSetPOTSDoNotDisturb(1, 1)) == 0;
+        ok &= show("voiceGetPOTSDoNotDisturbState(1)", base.voiceGetPOTSDoNotDisturbState(1));
         System.exit(ok ? 0 : 1);
+    }
+
+    private static boolean showAll(String call, String[] answer) {
+        if (answer == null) return show(call, (String) null);
+        System.out.printf("%-48s %d element(s)%n", call, answer.length);
+        boolean ok = true;
+        for (String line : answer) {
+            System.out.printf("%-48s %s%n", "", line == null ? "null" : line);
+            ok &= line != null;
+        }
+        return ok;
     }
 
     private static boolean show(String call, String answer) {
