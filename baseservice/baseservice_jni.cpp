@@ -893,8 +893,11 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__L
     ZX_EVENT_RECORD_A_S record;
     ZX_OS_MemSet_S(&record, sizeof(record), 0, sizeof(record));
     if (JavaText data(env, jData); data) {
+        // The trace's line is the line of its text: kept on one line.
+        // clang-format off
         zxjni::trace(__LINE__, "\r\n Java_com_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent data = %s\r\n",
                      data.get());
+        // clang-format on
         zxjni::copy_text(record.acData, data);
     }
     zxjni::copy_text(record.acName, JavaText(env, jName));
@@ -995,9 +998,8 @@ ZX_USB_DISC_S terminated_entry(const ZX_USB_DISC_S& entry) {
 }  // namespace
 
 // The outcome reaches only the trace.
-extern "C" JNIEXPORT void JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_setFilesScanSwitch(JNIEnv* env, jobject,
-                                                                                     jint switcher) {
+extern "C" JNIEXPORT void JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_setFilesScanSwitch(
+    JNIEnv* env, jobject, jint switcher) {
     Binding<128, zxjni::OnFailure::CodeText> b(env, __LINE__, kScannerEntry);
     b.trace(__LINE__, "\r\n  switcher = %u \r\n", u32(switcher));
     uint32_t code = ZX_JNI_setFilesScanSwitch(u32(switcher), b.buf(), b.size());
@@ -1165,9 +1167,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getPluginPermi
     return permissions.release();
 }
 
-extern "C" JNIEXPORT jint JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getFeatureSwitch(JNIEnv* env, jobject,
-                                                                                   jstring jFeature) {
+extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getFeatureSwitch(
+    JNIEnv* env, jobject, jstring jFeature) {
     JavaText feature(env, jFeature);
     if (!feature) return zxjni::IntBinding::missing_argument(1, __LINE__);
     zxjni::IntBinding b("getFeatureSwitch", __LINE__);
@@ -1186,8 +1187,8 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_getAPIFilePath
 }
 
 extern "C" JNIEXPORT jint JNICALL
-Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_voiceSetPOTSDoNotDisturb(JNIEnv*, jobject,
-                                                                                           jint line, jint state) {
+Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_voiceSetPOTSDoNotDisturb(JNIEnv*, jobject, jint line,
+                                                                                           jint state) {
     ZX_VOICE_POTS_DND_SET_REQ_S request;
     ZX_OS_MemSet_S(&request, sizeof(request), 0, sizeof(request));
     request.uiLine = u32(line);

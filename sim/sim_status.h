@@ -19,11 +19,11 @@
 
 /* What the simulated broadband and configuration services answer for LAN hosts, NAT rules and HTTP
  * forwarding requests they refuse. */
-#define ZX_SIM_LAN_NO_HOST 0xF7302D01u    /* no LAN host with that MAC or name */
-#define ZX_SIM_LAN_BAD_VALUE 0xF7302D02u  /* a switch that is neither 0 nor 1, an unknown operation */
-#define ZX_SIM_NAT_EXISTS 0xF7103A01u     /* the NAT rule is there already */
-#define ZX_SIM_NAT_MISSING 0xF7103A02u    /* no such NAT rule to delete */
-#define ZX_SIM_FWD_NOT_INIT 0xF7307001u   /* HTTP forwarding was not initialised */
+#define ZX_SIM_LAN_NO_HOST 0xF7302D01u   /* no LAN host with that MAC or name */
+#define ZX_SIM_LAN_BAD_VALUE 0xF7302D02u /* a switch that is neither 0 nor 1, an unknown operation */
+#define ZX_SIM_NAT_EXISTS 0xF7103A01u    /* the NAT rule is there already */
+#define ZX_SIM_NAT_MISSING 0xF7103A02u   /* no such NAT rule to delete */
+#define ZX_SIM_FWD_NOT_INIT 0xF7307001u  /* HTTP forwarding was not initialised */
 
 /* What the simulated USB manager answers for disc requests it refuses. */
 #define ZX_SIM_DISC_UNKNOWN 0xF7104001u     /* no disc of that name or mount path */

@@ -48,8 +48,8 @@ extern "C" uint32_t ZX_JNI_setFilesScanSwitch(uint32_t uiSwitch, char* buf, uint
     if (!buf) return 1;
     char reply[kSwitchReplyBytes + 1];  // one byte more: a reply filling all 128 still ends
     ZX_OS_MemSet_S(reply, sizeof reply, 0, sizeof reply);
-    uint32_t code = APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_SET_FILES_SCAN_SWITCH, &uiSwitch, sizeof uiSwitch, reply,
-                                         kSwitchReplyBytes);
+    uint32_t code =
+        APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_SET_FILES_SCAN_SWITCH, &uiSwitch, sizeof uiSwitch, reply, kSwitchReplyBytes);
     if (code != 0) {
         kVelmApi.last_word(1936_ln, code);
         return code;
@@ -88,8 +88,8 @@ extern "C" uint32_t ZX_JNI_getFilesScanListByType(const char* pcType, char** ppc
 extern "C" uint32_t ZX_JNI_GetMediaFilesInfo(ZX_APPM_MEDIA_FILES_INFO_S* pstInfo) {
     if (!pstInfo) return 1;
     uint32_t request = 0;
-    uint32_t code = APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_GET_MEDIA_FILES_INFO, &request, sizeof request, pstInfo,
-                                         sizeof *pstInfo);
+    uint32_t code =
+        APPM_JNI_MSG_RpcCall(ZX_APPM_RPC_GET_MEDIA_FILES_INFO, &request, sizeof request, pstInfo, sizeof *pstInfo);
     if (code != 0) kVelmApi.last_word(2708_ln, code);
     return code;
 }
@@ -101,8 +101,8 @@ extern "C" uint32_t ZX_JNI_GetMediaFilesInfo(ZX_APPM_MEDIA_FILES_INFO_S* pstInfo
 extern "C" uint32_t ZX_JNI_getDiscInfo(ZX_USB_DISC_LIST_S* pstList, uint32_t* puiCount) {
     if (!pstList || !puiCount) return 1;
     constexpr char kRequest[] = ZX_USB_DISC_INFO_REQUEST;
-    uint32_t code = USB_JNI_MSG_RpcCall(ZX_USB_RPC_GET_DISC_INFO, kRequest, sizeof kRequest - 1, pstList,
-                                        sizeof *pstList);
+    uint32_t code =
+        USB_JNI_MSG_RpcCall(ZX_USB_RPC_GET_DISC_INFO, kRequest, sizeof kRequest - 1, pstList, sizeof *pstList);
     if (code != 0) {
         kVelmApi.last_word(2023_ln, code);
         return code;
@@ -139,8 +139,8 @@ extern "C" uint32_t ZX_JNI_getMntPathByDiscName(const char* pcDiscName, char** p
         kVelmApi.last_word(2132_ln, code);
         return code;
     }
-    auto* text = static_cast<char*>(
-        ZX_OS_MemMallocSet(sizeof reply.acMntPath, 0, 0, 1, kMntPathAllocLine, kVelmApi.file()));
+    auto* text =
+        static_cast<char*>(ZX_OS_MemMallocSet(sizeof reply.acMntPath, 0, 0, 1, kMntPathAllocLine, kVelmApi.file()));
     if (!text) {
         kVelmApi.last_word(2136_ln, 1);
         return 1;

@@ -21,10 +21,9 @@
 namespace zxsim {
 
 const ServiceDef& app_m_service() {
-    static const CommandFamily* const kFamilies[] = {&app_m::kSystemFamily, &app_m::kDeviceInfoFamily,
-                                                     &app_m::kWlanFamily, &app_m::kTrafficFamily,
-                                                     &app_m::kLedsPortsFamily, &app_m::kLanFamily,
-                                                     &app_m::kWanFamily, &app_m::kMediaFamily};
+    static const CommandFamily* const kFamilies[] = {
+        &app_m::kSystemFamily,    &app_m::kDeviceInfoFamily, &app_m::kWlanFamily, &app_m::kTrafficFamily,
+        &app_m::kLedsPortsFamily, &app_m::kLanFamily,        &app_m::kWanFamily,  &app_m::kMediaFamily};
     static const ServiceDef kDef{ZX_APPM_ENDPOINT, kFamilies};
     return kDef;
 }

@@ -58,8 +58,8 @@ std::string permission_text(Call& call) {
             for (size_t i = 0; permissions && json_object_is_type(permissions, json_type_array) &&
                                i < json_object_array_length(permissions);
                  ++i)
-                json_object_array_add(granted, json_object_new_string(
-                                                   json_object_get_string(json_object_array_get_idx(permissions, i))));
+                json_object_array_add(
+                    granted, json_object_new_string(json_object_get_string(json_object_array_get_idx(permissions, i))));
             json_object_object_add(entry, "Permissions", granted);
             json_object_array_add(list.get(), entry);
         }

@@ -35,7 +35,8 @@ std::vector<Disc> discs_of(json_object* usbState) {
     for (size_t i = 0; i < json_object_array_length(list) && out.size() < ZX_USB_MAX_DISCS; ++i) {
         json_object* d = json_object_array_get_idx(list, i);
         std::string mount = text_of(d, "mount");
-        out.push_back({text_of(d, "name"), text_of(d, "fsType"), mount, mount.empty() ? "" : zxhost::resolve_path(mount)});
+        out.push_back(
+            {text_of(d, "name"), text_of(d, "fsType"), mount, mount.empty() ? "" : zxhost::resolve_path(mount)});
     }
     return out;
 }

@@ -213,8 +213,10 @@ const std::set<std::string> kFunctions = {
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardAttachAuth",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_jniHttpForwardStop",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_eventInform",
-    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_String_2",
-    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_String_2Ljava_lang_String_2",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_"
+    "String_2",
+    "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_notifyEvent__Ljava_lang_String_2Ljava_lang_"
+    "String_2Ljava_lang_String_2",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_osgiPrintF",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_NotifyServicePlatformConnectState",
     "Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_isCloudRegistered",

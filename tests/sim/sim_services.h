@@ -40,8 +40,8 @@ inline Answer call(const char* dst, uint32_t msgId, const std::string& request, 
     std::strcpy(head.acDstProcName, dst);
     Answer a;
     a.reply.assign(replyCap, kFiller);
-    a.status = ZX_MSG_RpcCall(&head, msgId, 0, request.data(), static_cast<uint32_t>(request.size()),
-                              a.reply.data(), replyCap, 30000);
+    a.status = ZX_MSG_RpcCall(&head, msgId, 0, request.data(), static_cast<uint32_t>(request.size()), a.reply.data(),
+                              replyCap, 30000);
     return a;
 }
 

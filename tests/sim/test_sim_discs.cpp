@@ -57,14 +57,15 @@ std::vector<std::string> disc_names(json_object* usb) {
 TEST_F(Discs, TheProfileHasTwoDiscsWhoseDirectoriesAndFilesAreMade) {
     Answer a = disc_info();
     ASSERT_EQ(a.status, 0u);
-    EXPECT_EQ(a.reply, disc_list({{"USB_DISK1", "vfat", host("/mnt/usb1_1")}, {"BACKUP", "ext4", host("/mnt/usb2_1")}}));
+    EXPECT_EQ(a.reply,
+              disc_list({{"USB_DISK1", "vfat", host("/mnt/usb1_1")}, {"BACKUP", "ext4", host("/mnt/usb2_1")}}));
     EXPECT_TRUE(fs::is_directory(host("/mnt/usb1_1")));
     EXPECT_TRUE(fs::is_directory(host("/mnt/usb2_1")));
-    for (const char* f : {"/mnt/usb1_1/movies/holiday.mp4", "/mnt/usb1_1/movies/birthday.MKV",
-                          "/mnt/usb1_1/photos/beach.jpg", "/mnt/usb1_1/photos/sunset.png",
-                          "/mnt/usb1_1/music/track01.mp3", "/mnt/usb1_1/docs/readme.txt",
-                          "/mnt/usb2_1/photos/2025/family.JPEG", "/mnt/usb2_1/music/album/01-intro.flac",
-                          "/mnt/usb2_1/music/album/02-theme.ogg", "/mnt/usb2_1/music/voice-memo.m4a"})
+    for (const char* f :
+         {"/mnt/usb1_1/movies/holiday.mp4", "/mnt/usb1_1/movies/birthday.MKV", "/mnt/usb1_1/photos/beach.jpg",
+          "/mnt/usb1_1/photos/sunset.png", "/mnt/usb1_1/music/track01.mp3", "/mnt/usb1_1/docs/readme.txt",
+          "/mnt/usb2_1/photos/2025/family.JPEG", "/mnt/usb2_1/music/album/01-intro.flac",
+          "/mnt/usb2_1/music/album/02-theme.ogg", "/mnt/usb2_1/music/voice-memo.m4a"})
         EXPECT_TRUE(fs::is_regular_file(host(f))) << f;
     expect_received("usb_mngt", {{kDiscInfo, "input"}});
 }
@@ -156,9 +157,9 @@ TEST_F(Discs, SettingTheDiscsMakesTheirDirectoriesAndListsEvenOneThatCannotBeMad
     ASSERT_TRUE(sim_.set_state(
         "usb_mngt", "discs",
         StateValue::array({StateValue::object({{"name", "CARD"},
-                                                {"fsType", "exfat"},
-                                                {"mount", "/media/card/p1"},
-                                                {"files", StateValue::array({"dcim/img1.jpg", "../outside.jpg"})}}),
+                                               {"fsType", "exfat"},
+                                               {"mount", "/media/card/p1"},
+                                               {"files", StateValue::array({"dcim/img1.jpg", "../outside.jpg"})}}),
                            StateValue::object({{"name", "BROKEN"}, {"fsType", "vfat"}, {"mount", "/blocker/disc"}})})));
     EXPECT_TRUE(fs::is_directory(host("/media/card/p1")));
     EXPECT_TRUE(fs::is_regular_file(host("/media/card/p1/dcim/img1.jpg")));
@@ -166,7 +167,8 @@ TEST_F(Discs, SettingTheDiscsMakesTheirDirectoriesAndListsEvenOneThatCannotBeMad
     EXPECT_FALSE(fs::exists(host("/blocker/disc")));
     Answer a = disc_info();
     ASSERT_EQ(a.status, 0u);
-    EXPECT_EQ(a.reply, disc_list({{"CARD", "exfat", host("/media/card/p1")}, {"BROKEN", "vfat", host("/blocker/disc")}}));
+    EXPECT_EQ(a.reply,
+              disc_list({{"CARD", "exfat", host("/media/card/p1")}, {"BROKEN", "vfat", host("/blocker/disc")}}));
 }
 
 TEST_F(Discs, AtMost32DiscsAreListed) {

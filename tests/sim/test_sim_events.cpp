@@ -71,8 +71,9 @@ TEST_F(Events, OtherIdsKeepTheRawRecordAndShortRecordsReadAsZeroFilled) {
     EXPECT_EQ(zxtest::json_text(got[1].decoded.get(), "name"), "ab");
     EXPECT_EQ(zxtest::json_text(got[1].decoded.get(), "data"), "");
     JsonPtr ec = state("eventcenter");
-    EXPECT_EQ(plain_json(events_of(ec)),
-              "[{\"id\":4242,\"record\":\"0102ff\"},{\"id\":12342,\"event\":\"EventInform\",\"name\":\"ab\",\"data\":\"\"}]");
+    EXPECT_EQ(
+        plain_json(events_of(ec)),
+        "[{\"id\":4242,\"record\":\"0102ff\"},{\"id\":12342,\"event\":\"EventInform\",\"name\":\"ab\",\"data\":\"\"}]");
 }
 
 TEST_F(Events, AnEmptyRecordIsDecodedAsEmptyFields) {

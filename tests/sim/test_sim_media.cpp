@@ -72,8 +72,8 @@ void touch(const std::string& path) {
 TEST_F(Media, EachTypeListsTheProfileFilesSortedInABlockWithoutNul) {
     ScanList video = scan_list("video");
     ASSERT_EQ(video.status, 0u);
-    std::string expected = list_text("video", {host("/mnt/usb1_1/movies/birthday.MKV"),
-                                               host("/mnt/usb1_1/movies/holiday.mp4")});
+    std::string expected =
+        list_text("video", {host("/mnt/usb1_1/movies/birthday.MKV"), host("/mnt/usb1_1/movies/holiday.mp4")});
     EXPECT_EQ(video.text, expected);
     EXPECT_EQ(video.originalLen, expected.size());  // stored as is: no NUL, no compression
     EXPECT_EQ(video.storedLen, expected.size());
@@ -81,10 +81,10 @@ TEST_F(Media, EachTypeListsTheProfileFilesSortedInABlockWithoutNul) {
     EXPECT_EQ(scan_list("picture").text,
               list_text("picture", {host("/mnt/usb1_1/photos/beach.jpg"), host("/mnt/usb1_1/photos/sunset.png"),
                                     host("/mnt/usb2_1/photos/2025/family.JPEG")}));
-    EXPECT_EQ(scan_list("music").text,
-              list_text("music", {host("/mnt/usb1_1/music/track01.mp3"), host("/mnt/usb2_1/music/album/01-intro.flac"),
-                                  host("/mnt/usb2_1/music/album/02-theme.ogg"),
-                                  host("/mnt/usb2_1/music/voice-memo.m4a")}));
+    EXPECT_EQ(
+        scan_list("music").text,
+        list_text("music", {host("/mnt/usb1_1/music/track01.mp3"), host("/mnt/usb2_1/music/album/01-intro.flac"),
+                            host("/mnt/usb2_1/music/album/02-theme.ogg"), host("/mnt/usb2_1/music/voice-memo.m4a")}));
     auto got = expect_received("app_m", {{kScanList, "video"}, {kScanList, "picture"}, {kScanList, "music"}});
     ASSERT_EQ(got.size(), 3u);
     ASSERT_TRUE(got[0].decoded);
@@ -110,12 +110,12 @@ TEST_F(Media, FilesAddedAndRemovedAreSeenAtTheNextQuery) {
     EXPECT_EQ(scan_list("video").text,
               list_text("video", {host("/mnt/usb1_1/movies/birthday.MKV"), host("/mnt/usb1_1/movies/holiday.mp4"),
                                   host("/mnt/usb2_1/clips/new.MoV")}));
-    EXPECT_EQ(scan_list("picture").text,
-              list_text("picture", {host("/mnt/usb1_1/photos/sunset.png"), host("/mnt/usb2_1/photos/2025/family.JPEG")}));
+    EXPECT_EQ(scan_list("picture").text, list_text("picture", {host("/mnt/usb1_1/photos/sunset.png"),
+                                                               host("/mnt/usb2_1/photos/2025/family.JPEG")}));
     EXPECT_EQ(scan_list("music").text,
-              list_text("music", {host("/mnt/usb1_1/deep/a/b/c/song.WMA"), host("/mnt/usb1_1/music/track01.mp3"),
-                                  host("/mnt/usb2_1/music/album/01-intro.flac"),
-                                  host("/mnt/usb2_1/music/album/02-theme.ogg")}));
+              list_text("music",
+                        {host("/mnt/usb1_1/deep/a/b/c/song.WMA"), host("/mnt/usb1_1/music/track01.mp3"),
+                         host("/mnt/usb2_1/music/album/01-intro.flac"), host("/mnt/usb2_1/music/album/02-theme.ogg")}));
     EXPECT_EQ(media_counts().reply, counts(2, 3, 4));
 }
 
@@ -124,7 +124,8 @@ TEST_F(Media, TheSwitchOffRefusesListsAndZeroesCounts) {
     ASSERT_EQ(off.status, 0u);
     EXPECT_EQ(off.reply, text_reply("{\"Result\":0}", 128));
     EXPECT_EQ(zxtest::json_int(state("app_m").get(), "filesScan"), 0);
-    for (const char* type : {"video", "picture", "music", "nonsense"}) EXPECT_EQ(scan_list(type).status, ZX_SIM_SCAN_OFF);
+    for (const char* type : {"video", "picture", "music", "nonsense"})
+        EXPECT_EQ(scan_list(type).status, ZX_SIM_SCAN_OFF);
     EXPECT_EQ(media_counts().reply, counts(0, 0, 0));
 
     ASSERT_EQ(set_switch(1).reply, text_reply("{\"Result\":0}", 128));
@@ -154,14 +155,17 @@ TEST_F(Media, ASwitchValueOtherThanZeroOrOneIsAnsweredAsAFailureText) {
 }
 
 TEST_F(Media, AnUnknownTypeIsRefused) {
-    for (const char* type : {"videos", "Video", "", "audio"}) EXPECT_EQ(scan_list(type).status, ZX_SIM_SCAN_BAD_TYPE) << type;
+    for (const char* type : {"videos", "Video", "", "audio"})
+        EXPECT_EQ(scan_list(type).status, ZX_SIM_SCAN_BAD_TYPE) << type;
 }
 
 TEST_F(Media, TheScannerWalksTheDiscsUsbMngtHasNow) {
-    ASSERT_TRUE(sim_.set_state(
-        "usb_mngt", "discs",
-        StateValue::array({StateValue::object(
-            {{"name", "CARD"}, {"fsType", "exfat"}, {"mount", "/media/card"}, {"files", StateValue::array({"x.gif", "y.AVI"})}})})));
+    ASSERT_TRUE(
+        sim_.set_state("usb_mngt", "discs",
+                       StateValue::array({StateValue::object({{"name", "CARD"},
+                                                              {"fsType", "exfat"},
+                                                              {"mount", "/media/card"},
+                                                              {"files", StateValue::array({"x.gif", "y.AVI"})}})})));
     EXPECT_EQ(scan_list("picture").text, list_text("picture", {host("/media/card/x.gif")}));
     EXPECT_EQ(scan_list("video").text, list_text("video", {host("/media/card/y.AVI")}));
     EXPECT_EQ(scan_list("music").text, list_text("music", {}));
@@ -177,8 +181,8 @@ TEST_F(Media, CloudStatusIsTheStateWord) {
     ASSERT_TRUE(sim_.set_state("app_m", "cloudStatus", 7));
     EXPECT_EQ(call("app_m", kCloudStatus, word(0), 4).reply, word(7));
     EXPECT_EQ(call("app_m", kCloudStatus, "", 4).status, ZX_SIM_ERR_BAD_REQUEST);
-    expect_received("app_m", {{kCloudStatus, word(0)}, {kCloudStatus, word(0)}, {kCloudStatus, word(0)},
-                              {kCloudStatus, ""}});
+    expect_received("app_m",
+                    {{kCloudStatus, word(0)}, {kCloudStatus, word(0)}, {kCloudStatus, word(0)}, {kCloudStatus, ""}});
 }
 
 // app_m in a process of its own scans the discs of the profile's usb_mngt state; nobody makes

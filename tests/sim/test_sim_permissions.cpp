@@ -96,12 +96,12 @@ TEST_F(Permissions, TheProfileHasThreeDeploymentUnits) {
 }
 
 TEST_F(Permissions, OnlyInstalledBundlesCount) {
-    ASSERT_TRUE(sim_.set_state(
-        "osgi_proxy", "bundles",
-        StateValue::object({{"a", StateValue::object({{"version", "1"}, {"state", "ACTIVE"}})},
-                            {"b", StateValue::object({{"version", "1"}, {"state", "UNINSTALLED"}})},
-                            {"c", StateValue::object({{"version", "1"}, {"state", "INSTALLING"}})},
-                            {"d", StateValue::object({{"version", "1"}, {"state", "RESOLVED"}})}})));
+    ASSERT_TRUE(
+        sim_.set_state("osgi_proxy", "bundles",
+                       StateValue::object({{"a", StateValue::object({{"version", "1"}, {"state", "ACTIVE"}})},
+                                           {"b", StateValue::object({{"version", "1"}, {"state", "UNINSTALLED"}})},
+                                           {"c", StateValue::object({{"version", "1"}, {"state", "INSTALLING"}})},
+                                           {"d", StateValue::object({{"version", "1"}, {"state", "RESOLVED"}})}})));
     EXPECT_EQ(du_count().reply, word(2) + std::string(1016, '\0'));
     ASSERT_TRUE(sim_.set_state("osgi_proxy", "bundles", StateValue::object({})));
     EXPECT_EQ(du_count().reply, std::string(1020, '\0'));

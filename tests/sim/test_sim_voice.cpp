@@ -67,8 +67,8 @@ TEST_F(Voice, AnUnknownLineOrStateIsRefused) {
 }
 
 TEST_F(Voice, TheLinesFollowTheState) {
-    ASSERT_TRUE(sim_.set_state("voice", "potsLines",
-                               StateValue::array({StateValue::object({{"line", 3}, {"dnd", 1}})})));
+    ASSERT_TRUE(
+        sim_.set_state("voice", "potsLines", StateValue::array({StateValue::object({{"line", 3}, {"dnd", 1}})})));
     EXPECT_EQ(get_dnd(3).reply, word(1));
     EXPECT_EQ(get_dnd(1).status, ZX_SIM_VOICE_NO_LINE);
 }

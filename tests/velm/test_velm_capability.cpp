@@ -204,13 +204,12 @@ testing::AssertionResult three_bundles(const zxtest::SimProcess& sim) {
              StateValue::object({{"version", "1.0.0"},
                                  {"state", "ACTIVE"},
                                  {"permissions", StateValue::array({"usb.access", "media.read"})}})},
-            {"com.example.lan",
-             StateValue::object({{"version", "2.1.0"},
-                                 {"state", "RESOLVED"},
-                                 {"permissions", StateValue::array({"lan.hosts.read"})}})},
-            {"com.example.gone", StateValue::object({{"version", "0.9.0"},
-                                                     {"state", "UNINSTALLED"},
-                                                     {"permissions", StateValue::array({"basic"})}})},
+            {"com.example.lan", StateValue::object({{"version", "2.1.0"},
+                                                    {"state", "RESOLVED"},
+                                                    {"permissions", StateValue::array({"lan.hosts.read"})}})},
+            {"com.example.gone",
+             StateValue::object(
+                 {{"version", "0.9.0"}, {"state", "UNINSTALLED"}, {"permissions", StateValue::array({"basic"})}})},
         }));
 }
 

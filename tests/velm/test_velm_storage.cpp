@@ -496,8 +496,8 @@ TEST_F(VelmMntPath, AFailedCallIsRecordedAt2132AndSendsTheNameIn64Bytes) {
     auto at2132 = zxtest::at_line(records, zxhost::TraceRecord::LastWord1, 2132, kFile);
     ASSERT_EQ(at2132.size(), 2u);
     EXPECT_EQ(at2132[0].code, kDown);
-    auto got = expect_received("usb_mngt", {{kGetMntPath, padded("BACKUP", 64)},
-                                            {kGetMntPath, padded(std::string(63, 'L'), 64)}});
+    auto got = expect_received("usb_mngt",
+                               {{kGetMntPath, padded("BACKUP", 64)}, {kGetMntPath, padded(std::string(63, 'L'), 64)}});
     ASSERT_EQ(got.size(), 2u);
     EXPECT_EQ(got[0].replyCap, 128u);
 }
