@@ -584,6 +584,7 @@ ZX_EXPORT uint32_t ZX_MSG_Init(const char* procName, uint32_t sendQueue, uint32_
     (void)recvQueue;
     (void)flags;
     if (!procName || !valid_name(procName)) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::MsgInit)) return ZX_ERR_SYS;
     Endpoint& ep = endpoint();
     std::lock_guard<std::mutex> lock(ep.initMutex);
     if (ep.ready.load()) return ep.name == procName ? ZX_OK : ZX_MSG_ERR_IN_USE;
@@ -609,6 +610,7 @@ ZX_EXPORT uint32_t ZX_MSG_Init(const char* procName, uint32_t sendQueue, uint32_
 ZX_EXPORT uint32_t ZX_MSG_RegisterMID(uint32_t mid, ZX_MSG_PROC_FN fn, uint32_t flag) {
     (void)flag;
     if (mid >= ZX_MSG_MAX_MID) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::MsgRegisterMid)) return ZX_ERR_SYS;
     endpoint().handlers[mid].store(fn);
     return ZX_OK;
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "internal.h"
+#include "zx_host.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ constexpr char kMagic[4] = {'Z', 'X', 'C', '1'};
 
 ZX_EXPORT uint32_t ZX_OS_Compress(const void* src, uint32_t srcLen, void* dst, uint32_t* dstLen) {
     if (!src || !dst || !dstLen || srcLen == 0 || srcLen > LZ4_MAX_INPUT_SIZE) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::Compress)) return ZX_ERR_SYS;
     const uint32_t capacity = *dstLen;
     if (capacity <= sizeof(UnitHeader)) return ZX_ERR_NOSPACE;
     // LZ4 stops at the room it is given and answers 0 when the block does not fit; given at least
@@ -59,6 +61,7 @@ ZX_EXPORT uint32_t ZX_OS_Compress(const void* src, uint32_t srcLen, void* dst, u
 
 ZX_EXPORT uint32_t ZX_OS_Decompress(const void* src, void* dst, uint32_t dstCapacity) {
     if (!src || !dst) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::Decompress)) return ZX_ERR_SYS;
     UnitHeader h{};
     if (!read_header(src, h)) return ZX_ERR_CORRUPT;
     if (h.originalLen > dstCapacity) return ZX_ERR_NOSPACE;

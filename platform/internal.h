@@ -9,7 +9,16 @@
 // Definition of an exported platform function.
 #define ZX_EXPORT extern "C" __attribute__((visibility("default")))
 
+namespace zxhost {
+enum class Call : uint32_t;
+}
+
 namespace zxp {
+
+// True when a test armed a fault for this call (zxhost::fault_nth / fault_at): the call then does
+// nothing and answers as documented in zx_host.h. file and line are the caller's where the call
+// carries them.
+bool fault_hit(zxhost::Call call, const char* file = nullptr, uint32_t line = 0);
 
 // Settings read from the environment once (and again on zxhost::reload_environment()).
 struct Environment {

@@ -1,5 +1,5 @@
 // Tracing allocator: every block handed out is counted with its size and the caller's file and
-// line until it is freed, and a test can make a chosen allocation fail.
+// line until it is freed, and a test can make a chosen allocation fail (fault.cpp).
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -19,35 +19,18 @@ struct Block {
     uint64_t serial;
 };
 
-struct Faults {
-    uint64_t failNth = 0;  // counts down; the allocation that brings it to 0 fails
-    bool failAtSet = false;
-    std::string failFile;
-    uint32_t failLine = 0;
-    uint64_t injected = 0;
-};
-
 std::mutex g_mutex;
 std::map<const void*, Block>& blocks() {
     static auto* m = new std::map<const void*, Block>;  // outlives static destructors of callers
     return *m;
 }
-Faults g_faults;
 uint64_t g_serial = 0;
 uint64_t g_foreignFrees = 0;
 
-bool fault_injected_locked(const char* file, uint32_t line) {
-    bool fail = false;
-    if (g_faults.failNth > 0 && --g_faults.failNth == 0) fail = true;
-    if (g_faults.failAtSet && line == g_faults.failLine && g_faults.failFile == (file ? file : "")) fail = true;
-    if (fail) ++g_faults.injected;
-    return fail;
-}
-
 void* allocate(uint32_t size, uint32_t line, const char* file) {
     if (size == 0) return nullptr;
+    if (zxp::fault_hit(zxhost::Call::Alloc, file, line)) return nullptr;
     std::lock_guard<std::mutex> lock(g_mutex);
-    if (fault_injected_locked(file, line)) return nullptr;
     void* p = std::malloc(size);
     if (!p) return nullptr;
     blocks()[p] = Block{size, file, line, ++g_serial};
@@ -111,31 +94,6 @@ std::vector<AllocRecord> alloc_list() {
 uint64_t alloc_foreign_frees() {
     std::lock_guard<std::mutex> lock(g_mutex);
     return g_foreignFrees;
-}
-
-void alloc_fail_nth(uint64_t n) {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    g_faults.failNth = n;
-}
-
-void alloc_fail_at(const std::string& file, uint32_t line) {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    g_faults.failAtSet = true;
-    g_faults.failFile = file;
-    g_faults.failLine = line;
-}
-
-void alloc_fail_clear() {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    g_faults.failNth = 0;
-    g_faults.failAtSet = false;
-    g_faults.failFile.clear();
-    g_faults.failLine = 0;
-}
-
-uint64_t alloc_failures_injected() {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    return g_faults.injected;
 }
 
 }  // namespace zxhost

@@ -65,6 +65,7 @@ ZX_EXPORT int32_t ZX_OS_Open(const char* path, int32_t flags, int32_t mode) {
         errno = EINVAL;
         return -1;
     }
+    if (zxp::fault_hit(zxhost::Call::Open)) return -1;
     return ::open(resolved(path).c_str(), flags | O_CLOEXEC, static_cast<mode_t>(mode));
 }
 
@@ -73,6 +74,7 @@ ZX_EXPORT int32_t ZX_OS_Read(int32_t fd, void* buf, uint32_t len) {
         errno = EINVAL;
         return -1;
     }
+    if (zxp::fault_hit(zxhost::Call::Read)) return -1;
     if (len > 0x7FFFFFFFu) len = 0x7FFFFFFFu;
     return static_cast<int32_t>(::read(fd, buf, len));
 }
@@ -82,6 +84,7 @@ ZX_EXPORT int32_t ZX_OS_Write(int32_t fd, const void* buf, uint32_t len) {
         errno = EINVAL;
         return -1;
     }
+    if (zxp::fault_hit(zxhost::Call::Write)) return -1;
     if (len > 0x7FFFFFFFu) len = 0x7FFFFFFFu;
     return static_cast<int32_t>(::write(fd, buf, len));
 }
@@ -93,6 +96,7 @@ ZX_EXPORT FILE* ZX_OS_Fopen(const char* path, const char* mode) {
         errno = EINVAL;
         return nullptr;
     }
+    if (zxp::fault_hit(zxhost::Call::Fopen)) return nullptr;
     // The gateway's C library takes "t" for text mode; here every file is text.
     std::string m;
     for (const char* c = mode; *c; ++c)
@@ -105,6 +109,7 @@ ZX_EXPORT int32_t ZX_OS_Fclose(FILE* fp) { return fp ? std::fclose(fp) : EOF; }
 
 ZX_EXPORT int32_t ZX_OS_Fputs(const char* text, FILE* fp) {
     if (!text || !fp) return EOF;
+    if (zxp::fault_hit(zxhost::Call::Fputs)) return EOF;
     return std::fputs(text, fp);
 }
 
@@ -139,6 +144,7 @@ ZX_EXPORT int32_t ZX_OS_Select(int32_t maxFdPlus1, ZX_FD_SET* readSet, ZX_FD_SET
         errno = EINVAL;
         return -1;
     }
+    if (zxp::fault_hit(zxhost::Call::Select)) return -1;
     std::vector<pollfd> fds;
     ZX_FD_SET* sets[3] = {readSet, writeSet, exceptSet};
     const short events[3] = {POLLIN, POLLOUT, POLLPRI};
@@ -183,6 +189,7 @@ ZX_EXPORT int32_t ZX_OS_Select(int32_t maxFdPlus1, ZX_FD_SET* readSet, ZX_FD_SET
 
 ZX_EXPORT uint32_t ZX_OS_GetLocalTime(ZX_OS_TM* out) {
     if (!out) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::LocalTime)) return ZX_ERR_SYS;
     time_t now = std::time(nullptr);
     struct tm tm {};
     if (now == static_cast<time_t>(-1) || !localtime_r(&now, &tm)) return ZX_ERR_SYS;
@@ -193,6 +200,7 @@ ZX_EXPORT uint32_t ZX_OS_GetLocalTime(ZX_OS_TM* out) {
 
 ZX_EXPORT uint32_t ZX_OS_PthreadCreate(ZX_THREAD_ID* tid, const void* attr, ZX_THREAD_FN fn, void* arg) {
     if (!fn || attr) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::PthreadCreate)) return ZX_ERR_SYS;
     pthread_attr_t a;
     pthread_attr_init(&a);
     pthread_attr_setdetachstate(&a, PTHREAD_CREATE_DETACHED);
@@ -232,12 +240,14 @@ long futex(uint32_t* word, int op, uint32_t val) {
 
 ZX_EXPORT uint32_t ZX_OS_MutexInit(ZX_MUTEX* m) {
     if (!m) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::MutexInit)) return ZX_ERR_SYS;
     std::memset(m, 0, sizeof *m);
     return ZX_OK;
 }
 
 ZX_EXPORT uint32_t ZX_OS_MutexLock(ZX_MUTEX* m) {
     if (!m) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::MutexLock)) return ZX_ERR_SYS;
     std::atomic_ref<uint32_t> state(m->uiState);
     uint32_t c = 0;
     if (state.compare_exchange_strong(c, 1, std::memory_order_acquire)) return ZX_OK;
@@ -251,6 +261,7 @@ ZX_EXPORT uint32_t ZX_OS_MutexLock(ZX_MUTEX* m) {
 
 ZX_EXPORT uint32_t ZX_OS_MutexUnLock(ZX_MUTEX* m) {
     if (!m) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::MutexUnlock)) return ZX_ERR_SYS;
     std::atomic_ref<uint32_t> state(m->uiState);
     if (state.fetch_sub(1, std::memory_order_release) != 1) {
         state.store(0, std::memory_order_release);
@@ -263,33 +274,13 @@ ZX_EXPORT uint32_t ZX_OS_MutexUnLock(ZX_MUTEX* m) {
 // System V shared memory
 // ---------------------------------------------------------------------------------------------
 
-namespace {
-
-// Faults a test injects into the System V calls (zxhost::shm_fail), one countdown per kind.
-std::mutex g_shmMutex;
-uint64_t g_shmFailNth[4] = {0, 0, 0, 0};
-uint64_t g_shmInjected = 0;
-
-// True when this call is to fail; errno is then set as the kernel's refusal would set it.
-bool shm_fault(zxhost::ShmCall call) {
-    static constexpr int kErrno[4] = {ENOSPC, EACCES, EINVAL, EPERM};
-    const auto kind = static_cast<size_t>(call);
-    std::lock_guard<std::mutex> lock(g_shmMutex);
-    if (g_shmFailNth[kind] == 0 || --g_shmFailNth[kind] != 0) return false;
-    ++g_shmInjected;
-    errno = kErrno[kind];
-    return true;
-}
-
-}  // namespace
-
 ZX_EXPORT int32_t ZX_OS_ShmGet(uint32_t key, uint32_t size, int32_t flags) {
-    if (shm_fault(zxhost::ShmCall::Get)) return -1;
+    if (zxp::fault_hit(zxhost::Call::ShmGet)) return -1;
     return ::shmget(static_cast<key_t>(key), size, flags);
 }
 
 ZX_EXPORT void* ZX_OS_ShmAt(int32_t id, const void* addr, int32_t flags) {
-    if (shm_fault(zxhost::ShmCall::At)) return nullptr;
+    if (zxp::fault_hit(zxhost::Call::ShmAt)) return nullptr;
     void* p = ::shmat(id, addr, flags);
     return p == reinterpret_cast<void*>(-1) ? nullptr : p;
 }
@@ -299,33 +290,14 @@ ZX_EXPORT int32_t ZX_OS_ShmDt(const void* addr) {
         errno = EINVAL;
         return -1;
     }
-    if (shm_fault(zxhost::ShmCall::Dt)) return -1;
+    if (zxp::fault_hit(zxhost::Call::ShmDt)) return -1;
     return ::shmdt(addr);
 }
 
 ZX_EXPORT int32_t ZX_OS_ShmCtl(int32_t id, int32_t cmd, void* buf) {
-    if (shm_fault(zxhost::ShmCall::Ctl)) return -1;
+    if (zxp::fault_hit(zxhost::Call::ShmCtl)) return -1;
     return ::shmctl(id, cmd, static_cast<struct shmid_ds*>(buf));
 }
-
-namespace zxhost {
-
-void shm_fail(ShmCall call, uint64_t n) {
-    std::lock_guard<std::mutex> lock(g_shmMutex);
-    g_shmFailNth[static_cast<size_t>(call)] = n;
-}
-
-void shm_fail_clear() {
-    std::lock_guard<std::mutex> lock(g_shmMutex);
-    for (uint64_t& n : g_shmFailNth) n = 0;
-}
-
-uint64_t shm_failures_injected() {
-    std::lock_guard<std::mutex> lock(g_shmMutex);
-    return g_shmInjected;
-}
-
-}  // namespace zxhost
 
 // ---------------------------------------------------------------------------------------------
 // System load
@@ -419,6 +391,7 @@ ZX_EXPORT uint32_t ZX_OS_GetMemUseRate(uint32_t* percent) {
 
 ZX_EXPORT uint32_t ZX_OS_GetIfIpAndMac(const char* ifName, uint32_t* ip, uint8_t mac[6]) {
     if (!ifName || !ip) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::IfIpAndMac)) return ZX_ERR_SYS;
     std::string host = zxp::map_interface(ifName);
     struct ifaddrs* list = nullptr;
     if (getifaddrs(&list) != 0) return ZX_ERR_SYS;

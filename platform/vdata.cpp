@@ -293,6 +293,7 @@ ZX_EXPORT uint32_t ZX_VDATA_CreShm(uint32_t size, uint32_t* id) {
     if (!id) return ZX_ERR_PARAM;
     *id = 0;
     if (size == 0 || size > ZX_VDATA_MAX_BLOCK) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::VdataCreate)) return ZX_VDATA_ERR_ARENA;
     const uint32_t pid = static_cast<uint32_t>(getpid());
     return with_arena([&](ArenaHeader& h, uint8_t* data) -> uint32_t {
         Slot* s = find_free_slot(h);
@@ -311,6 +312,7 @@ ZX_EXPORT uint32_t ZX_VDATA_CreShm(uint32_t size, uint32_t* id) {
 
 ZX_EXPORT uint32_t ZX_VDATA_UpdateData(uint32_t id, uint32_t len, const void* src) {
     if (!src && len > 0) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::VdataUpdate)) return ZX_VDATA_ERR_ARENA;
     return with_block(id, len, [&](uint8_t* block) {
         if (len > 0) std::memcpy(block, src, len);
     });
@@ -318,12 +320,14 @@ ZX_EXPORT uint32_t ZX_VDATA_UpdateData(uint32_t id, uint32_t len, const void* sr
 
 ZX_EXPORT uint32_t ZX_VDATA_ReadData(uint32_t id, uint32_t len, void* dst) {
     if (!dst && len > 0) return ZX_ERR_PARAM;
+    if (zxp::fault_hit(zxhost::Call::VdataRead)) return ZX_VDATA_ERR_ARENA;
     return with_block(id, len, [&](const uint8_t* block) {
         if (len > 0) std::memcpy(dst, block, len);
     });
 }
 
 ZX_EXPORT uint32_t ZX_VDATA_FreeShm(uint32_t id) {
+    if (zxp::fault_hit(zxhost::Call::VdataFree)) return ZX_VDATA_ERR_ARENA;
     return with_arena([&](ArenaHeader& h, uint8_t*) -> uint32_t {
         Slot* s = find_live(h, id);
         if (!s) return ZX_VDATA_ERR_BAD_ID;

@@ -108,6 +108,68 @@ ZX_HOST_API void trace_capture_stop();
 ZX_HOST_API bool trace_parse_line(const std::string& line, TraceRecord& out);
 
 // ---------------------------------------------------------------------------------------------
+// Injected faults: each platform call that can fail can be made to fail on demand
+// ---------------------------------------------------------------------------------------------
+
+// The calls a test can make fail. A failed call does nothing (no block, no lock, no thread, no
+// descriptor) and answers as follows:
+//   Alloc          ZX_OS_MemMallocD, ZX_OS_MemMallocSet, ZX_OS_StrDup: NULL, errno ENOMEM
+//   VdataCreate    ZX_VDATA_CreShm: ZX_VDATA_ERR_ARENA, the id set to 0
+//   VdataUpdate    ZX_VDATA_UpdateData, VdataRead ZX_VDATA_ReadData, VdataFree ZX_VDATA_FreeShm:
+//                  ZX_VDATA_ERR_ARENA (the block stays as it was)
+//   Compress       ZX_OS_Compress, Decompress ZX_OS_Decompress: ZX_ERR_SYS
+//   MsgInit        ZX_MSG_Init, MsgRegisterMid ZX_MSG_RegisterMID: ZX_ERR_SYS
+//   PthreadCreate  ZX_OS_PthreadCreate: ZX_ERR_SYS, errno EAGAIN
+//   MutexInit, MutexLock, MutexUnlock  ZX_OS_MutexInit/Lock/UnLock: ZX_ERR_SYS
+//   LocalTime      ZX_OS_GetLocalTime: ZX_ERR_SYS (the record untouched)
+//   ShmGet, ShmAt, ShmDt, ShmCtl  ZX_OS_ShmGet/At/Dt/Ctl: -1 (ShmAt: NULL) with errno ENOSPC,
+//                  EACCES, EINVAL and EPERM, as the kernel's refusal would answer
+//   Select         ZX_OS_Select: -1, errno EIO
+//   Open, Read, Write  ZX_OS_Open/Read/Write: -1, errno EACCES for Open, EIO for the others
+//   Fopen          ZX_OS_Fopen: NULL, errno EACCES; Fputs ZX_OS_Fputs: EOF, errno EIO
+//   IfIpAndMac     ZX_OS_GetIfIpAndMac: ZX_ERR_SYS (address and MAC untouched)
+// Argument checks come first: a call refused for its arguments does not count.
+enum class Call : uint32_t {
+    Alloc,
+    VdataCreate,
+    VdataUpdate,
+    VdataRead,
+    VdataFree,
+    Compress,
+    Decompress,
+    MsgInit,
+    MsgRegisterMid,
+    PthreadCreate,
+    MutexInit,
+    MutexLock,
+    MutexUnlock,
+    LocalTime,
+    ShmGet,
+    ShmAt,
+    ShmDt,
+    ShmCtl,
+    Select,
+    Open,
+    Read,
+    Write,
+    Fopen,
+    Fputs,
+    IfIpAndMac,
+    Count
+};
+
+// Fail the n-th call of this kind from now (1 = the next one); 0 cancels. Each kind counts down
+// on its own, over every thread of the process.
+ZX_HOST_API void fault_nth(Call call, uint64_t n);
+// Fail every call of this kind made from file:line (file compared as text) until cleared; only
+// calls that carry their caller's file and line (Alloc) can match.
+ZX_HOST_API void fault_at(Call call, const std::string& file, uint32_t line);
+ZX_HOST_API void fault_clear(Call call);  // cancels both faults of one kind
+ZX_HOST_API void fault_clear();           // cancels every fault of every kind
+ZX_HOST_API uint64_t faults_injected();   // failures injected since process start, all kinds
+ZX_HOST_API uint64_t faults_injected(Call call);
+
+// ---------------------------------------------------------------------------------------------
 // Tracing allocator
 // ---------------------------------------------------------------------------------------------
 
@@ -121,11 +183,12 @@ struct AllocRecord {
 ZX_HOST_API uint64_t alloc_outstanding();           // blocks handed out and not yet freed
 ZX_HOST_API std::vector<AllocRecord> alloc_list();  // those blocks, oldest first
 ZX_HOST_API uint64_t alloc_foreign_frees();         // ZX_OS_MemFreeD of blocks not ours
-// Fail the n-th allocation from now (1 = the next one); 0 cancels.
+// The allocator's faults under their older names (the same as fault_nth(Call::Alloc, n), ...):
+// fail the n-th allocation from now (1 = the next one; 0 cancels), or every allocation made from
+// file:line (file compared as text) until cleared.
 ZX_HOST_API void alloc_fail_nth(uint64_t n);
-// Fail every allocation made from file:line (file compared as text) until cleared.
 ZX_HOST_API void alloc_fail_at(const std::string& file, uint32_t line);
-ZX_HOST_API void alloc_fail_clear();             // cancels both kinds of fault
+ZX_HOST_API void alloc_fail_clear();             // cancels both kinds of allocation fault
 ZX_HOST_API uint64_t alloc_failures_injected();  // count since process start
 
 // ---------------------------------------------------------------------------------------------
@@ -134,12 +197,11 @@ ZX_HOST_API uint64_t alloc_failures_injected();  // count since process start
 
 enum class ShmCall { Get, At, Dt, Ctl };
 
-// Fail the n-th call of one kind from now (1 = the next one); 0 cancels that kind. A failed call
-// does nothing and answers as the kernel's refusal would: -1 (ShmAt: NULL) with errno ENOSPC for
-// Get, EACCES for At, EINVAL for Dt and EPERM for Ctl. Each kind counts down on its own.
+// The System V faults under their older names (the same as fault_nth(Call::ShmGet, n), ...):
+// fail the n-th call of one kind from now (1 = the next one); 0 cancels that kind.
 ZX_HOST_API void shm_fail(ShmCall call, uint64_t n);
-ZX_HOST_API void shm_fail_clear();             // cancels every kind
-ZX_HOST_API uint64_t shm_failures_injected();  // count since process start
+ZX_HOST_API void shm_fail_clear();             // cancels every System V kind
+ZX_HOST_API uint64_t shm_failures_injected();  // count since process start, all four kinds
 
 // ---------------------------------------------------------------------------------------------
 // Shared data blocks
