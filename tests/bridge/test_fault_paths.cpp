@@ -150,11 +150,10 @@ protected:
 TEST_F(LogFaults, ClockThatCannotBeReadWritesNothing) {
     zxhost::fault_nth(Call::LocalTime, 1);
     EXPECT_EQ(OSGI_JNI_Log_Record("Install", "a"), 1u);
-    EXPECT_EQ(take_records(),
-              (std::vector<std::string>{
-                  L1(kVelmApi, 746, ZX_ERR_SYS),
-                  T(220, kVelmApi, 747, "[OSGI_Bundle_GetSysTime]Failed to get System time\r\n"),
-              }));
+    EXPECT_EQ(take_records(), (std::vector<std::string>{
+                                  L1(kVelmApi, 746, ZX_ERR_SYS),
+                                  T(220, kVelmApi, 747, "[OSGI_Bundle_GetSysTime]Failed to get System time\r\n"),
+                              }));
     EXPECT_FALSE(log_exists()) << "nothing written, the file not even opened";
     // The clock back: the next record is written.
     EXPECT_EQ(OSGI_JNI_Log_Record("Install", "a"), 0u);
@@ -164,8 +163,9 @@ TEST_F(LogFaults, ClockThatCannotBeReadWritesNothing) {
 TEST_F(LogFaults, LineThatCannotBeWrittenClosesTheFileAndFreesTheLine) {
     zxhost::fault_nth(Call::Fputs, 1);
     EXPECT_EQ(OSGI_JNI_Log_Record("Run", "b"), 1u);
-    EXPECT_EQ(take_records(), std::vector<std::string>{T(220, kVelmApi, 820,
-                                                         "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n")});
+    EXPECT_EQ(take_records(),
+              std::vector<std::string>{
+                  T(220, kVelmApi, 820, "[OSGI_JNI_Log_Record]Failed to write record into log file\r\n")});
     EXPECT_EQ(log_text(), "");
 }
 

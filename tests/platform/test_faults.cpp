@@ -211,7 +211,9 @@ TEST_F(Faults, BusInitAndRegistrationFailOnDemand) {
     EXPECT_EQ(ZX_MSG_Init("faulted", 1024, 1024, 0), ZX_ERR_SYS);
     EXPECT_TRUE(std::string(ZX_MSG_GetCurProcName() ? ZX_MSG_GetCurProcName() : "") != "faulted");
     zxhost::fault_nth(Call::MsgRegisterMid, 1);
-    EXPECT_EQ(ZX_MSG_RegisterMID(3, [](const void*) -> uint32_t { return 0; }, 1), ZX_ERR_SYS);
+    EXPECT_EQ(ZX_MSG_RegisterMID(
+                  3, [](const void*) -> uint32_t { return 0; }, 1),
+              ZX_ERR_SYS);
 }
 
 std::atomic<int> g_threadRuns{0};
