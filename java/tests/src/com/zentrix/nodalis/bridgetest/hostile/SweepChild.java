@@ -2,6 +2,7 @@ package com.zentrix.nodalis.bridgetest.hostile;
 
 import com.zentrix.nodalis.bridgetest.hostile.HostileCatalogue.Arg;
 import com.zentrix.nodalis.bridgetest.hostile.HostileCatalogue.Case;
+import com.zentrix.nodalis.bridgetest.usb.ByteHolder;
 import com.zentrix.nodalis.deviceservice.impl.BaseServiceJNIMethods;
 import java.io.PrintStream;
 import java.lang.reflect.InvocationTargetException;
@@ -63,7 +64,7 @@ public final class SweepChild {
         }
     }
 
-    private static Object[] arguments(Case c) {
+    private static Object[] arguments(Case c) throws InterruptedException {
         List<Arg> args = c.args();
         if (c.method().startsWith("send#")) {
             return new Object[] {Integer.parseInt(c.method().substring(5)), args.get(0).make.get()};
@@ -75,12 +76,25 @@ public final class SweepChild {
         return out;
     }
 
-    /** A fresh handle of the echo device: everything released, then registered, locked and opened. */
-    private static int openEcho() {
+    /**
+     * A fresh handle of the echo device: everything released, then registered, locked and opened.
+     * What earlier cases wrote and the device sent back is read away first, so that a write finds
+     * room on the line and answers the same way in every run.
+     */
+    private static int openEcho() throws InterruptedException {
         BaseServiceJNIMethods jni = new BaseServiceJNIMethods();
         jni.usbUnregisterAll();
         jni.usbRegister("hostileSweep", 1);
         jni.usbLock(ECHO_DEVICE);
-        return HostileCatalogue.handleOf(jni.usbOpen(ECHO_DEVICE));
+        int handle = HostileCatalogue.handleOf(jni.usbOpen(ECHO_DEVICE));
+        for (int round = 0; round < 2; round++) {
+            ByteHolder holder = new ByteHolder();
+            for (int i = 0; i < 256; i++) {
+                String answer = jni.usbRead(handle, holder, 0, 4096, 0);
+                if (answer == null || !answer.startsWith("{\"Result\":0,") || answer.contains("\"Len\":0}")) break;
+            }
+            Thread.sleep(20);
+        }
+        return handle;
     }
 }
