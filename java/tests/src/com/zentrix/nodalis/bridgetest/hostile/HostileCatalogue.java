@@ -280,7 +280,7 @@ public final class HostileCatalogue {
                 r(BASE, "wlanSetSecurity", I, S, S),
                 r(BASE, "wlanSetAutoChannelEnable", I, I),
                 r(BASE, "wlanSetChannelWidth", I, I),
-                r(BASE, "wlanSetForbidChannel", I, I, Kind.CHARS).answer(-1, 1, Arg.I_MAX),
+                r(BASE, "wlanSetForbidChannel", I, I, Kind.CHARS).answer(-1, 1, Arg.I_MAX).answer(-1, 2, Arg.C_EMPTY), // counts beyond the array
                 r(BASE, "wlanSetState", I, I),
                 r(BASE, "wlanGetState", I),
                 r(BASE, "wlanGetHide", I),

@@ -71,6 +71,8 @@ class HostileSweepTest {
         known("BaseServiceJNIMethods.usbRead(H_OPEN,O_HOLDER,I_0x7FFF0000,I_16,I_0)",
                 "2 GB are allocated natively, then OutOfMemoryError escapes");
         known("BaseServiceJNIMethods.usbClose(I_1)", "any descriptor is closed, here the JVM's standard output");
+        known("BaseServiceJNIMethods.wlanSetForbidChannel(I_1,I_1,C_EMPTY)",
+                "a count beyond the array is accepted and sent (1 channel from an empty array)");
         known("BaseServiceJNIMethods.wlanSetForbidChannel(I_1,I_16,C_EMPTY)",
                 "a count beyond the array is accepted and sent (16 channels from an empty array)");
     }
@@ -97,6 +99,11 @@ class HostileSweepTest {
         }
         sweepMillis = (System.nanoTime() - start) / 1_000_000;
         System.out.println("hostile sweep: " + cases.size() + " cases in " + sweepMillis + " ms");
+        for (Case c : cases) {
+            Outcome o = out.get(c.index());
+            System.out.println("  " + c.index() + " " + c.id() + " -> "
+                    + (o == null ? "never ran" : o.returned() ? o.answer() : o.death()));
+        }
         outcomes = out;
         return out;
     }
