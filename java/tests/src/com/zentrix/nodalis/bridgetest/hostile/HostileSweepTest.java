@@ -9,7 +9,6 @@ import static org.junit.jupiter.api.Assertions.fail;
 import com.zentrix.nodalis.bridgetest.hostile.HostileCatalogue.Case;
 import com.zentrix.nodalis.bridgetest.support.GatewayExtension;
 import java.io.BufferedReader;
-import java.io.File;
 import java.io.IOException;
 import java.io.InputStreamReader;
 import java.nio.charset.StandardCharsets;
@@ -96,6 +95,13 @@ class HostileSweepTest {
         int next = 0;
         while (next < cases.size()) {
             next = runChild(next, cases.size(), dir, out);
+        }
+        // The children's working directory: what the file-system natives made there and the JVMs'
+        // crash reports.
+        try (Stream<Path> walk = Files.walk(dir)) {
+            for (Path p : walk.sorted(java.util.Comparator.reverseOrder()).toList()) Files.deleteIfExists(p);
+        } catch (IOException | RuntimeException e) {
+            System.out.println("hostile sweep: " + dir + " is left behind: " + e);
         }
         sweepMillis = (System.nanoTime() - start) / 1_000_000;
         System.out.println("hostile sweep: " + cases.size() + " cases in " + sweepMillis + " ms");
