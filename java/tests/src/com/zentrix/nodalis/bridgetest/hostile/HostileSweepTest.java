@@ -76,8 +76,28 @@ class HostileSweepTest {
                 "a count beyond the array is accepted and sent (16 channels from an empty array)");
     }
 
+    /**
+     * Known failures that only the sanitizer build sees (its JVM runs with the sanitizer runtimes
+     * preloaded); the same rule holds: each must still fail, and the fixes empty the list.
+     */
+    static final Map<String, String> KNOWN_SANITIZER_FAILURES = new LinkedHashMap<>();
+
+    static {
+        KNOWN_SANITIZER_FAILURES.put("BaseServiceJNIMethods.usbRead(I_MAX,O_HOLDER,I_1,I_1,I_0)",
+                "signed overflow of handle + 1 for select (the release build answers the failure JSON)");
+    }
+
     private static void known(String id, String why) {
         KNOWN_FAILURES.put(id, why);
+    }
+
+    private static boolean sanitized() {
+        return Boolean.getBoolean("zx.child.unpreload");
+    }
+
+    private static String knownFailure(String id) {
+        String why = KNOWN_FAILURES.get(id);
+        return why == null && sanitized() ? KNOWN_SANITIZER_FAILURES.get(id) : why;
     }
 
     /** What happened to one case in its child. */
@@ -215,7 +235,7 @@ class HostileSweepTest {
         Map<Integer, Outcome> results = sweep();
         return HostileCatalogue.cases().stream().map(c -> DynamicTest.dynamicTest(c.index() + " " + c.id(), () -> {
             String problem = problem(c, results.get(c.index()));
-            String why = KNOWN_FAILURES.get(c.id());
+            String why = knownFailure(c.id());
             if (why != null) {
                 assertNotNull(problem, c.id() + " is listed as a known failure (" + why
                         + ") but now passes: take it off the list");
@@ -249,6 +269,7 @@ class HostileSweepTest {
         Set<String> ids = new HashSet<>();
         for (Case c : HostileCatalogue.cases()) assertTrue(ids.add(c.id()), "two cases named " + c.id());
         for (String id : KNOWN_FAILURES.keySet()) assertTrue(ids.contains(id), "no case " + id);
+        for (String id : KNOWN_SANITIZER_FAILURES.keySet()) assertTrue(ids.contains(id), "no case " + id);
     }
 
     @Test
