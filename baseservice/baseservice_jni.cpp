@@ -684,6 +684,9 @@ namespace {
 PlatformBuffer address_list(JNIEnv* env, jobjectArray jAddresses, uint32_t allocLine) {
     zxjni::StringArrayArg addresses(env, jAddresses);
     const uint32_t n = static_cast<uint32_t>(addresses.length());
+    // 64 bytes an element: from 2^26 elements on the size would wrap past 32 bits and the block
+    // be smaller than the list; such an array is answered as a block that cannot be had.
+    if (n > UINT32_MAX / 64) return PlatformBuffer::adopt(nullptr, kBaseServiceFile);
     const uint32_t size = n * 64;
     PlatformBuffer list(size, kBaseServiceFile, allocLine);
     if (!list) return list;
