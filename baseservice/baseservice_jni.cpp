@@ -146,19 +146,29 @@ extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl
     b.trace(__LINE__, "\r\n iOffset = %u \r\n", u32(offset));
     b.trace(__LINE__, "\r\n iCount = %u \r\n", u32(count));
     b.trace(__LINE__, "\r\n iTimeOut = %u \r\n", u32(timeOut));
-    if (handle < 0 || offset < 0 || count < 0 || timeOut < 0) {
+    // Refused like a negative parameter, before anything is allocated or read from the device:
+    // offset + count beyond the longest Java array would overflow the array the data goes to, and
+    // a holder whose class has no byte[] "bytearray" field (or no holder) has nowhere to take the
+    // data, which would be read from the device and lost.
+    const uint32_t length = u32(offset) + u32(count);
+    jfieldID field = zxjni::byte_array_field(env, holder, "bytearray");
+    if (handle < 0 || offset < 0 || count < 0 || timeOut < 0 || length > INT32_MAX || !field) {
         b.trace(__LINE__, "\r\n Illegal parameters !\r\n");
         return nullptr;
     }
-    const uint32_t length = u32(offset) + u32(count);
-    if (length > INT32_MAX) return nullptr;  // no Java array that long: as if the block could not be had
+    // The Java array is made first, so the native block is never larger than what the virtual
+    // machine could hold: a count it cannot hold fails here (its OutOfMemoryError cleared) before
+    // the block is allocated, and Java receives null as for a block that cannot be had.
+    zxjni::LocalRef<jbyteArray> array = zxjni::new_byte_array(env, static_cast<jsize>(length));
+    if (!array) return nullptr;
     // A zero-length read still reaches the device; the allocator refuses empty blocks, so it gets one byte.
     PlatformBuffer block(std::max<uint32_t>(length, 1), kBaseServiceFile, __LINE__);
     if (!block) return nullptr;
     uint32_t code = ZX_JNI_UsbRead(u32(handle), reinterpret_cast<uint8_t*>(block.get()), u32(offset), u32(count),
                                    timeOut, b.buf(), b.size());
     if (code != 0) return nullptr;
-    if (!zxjni::store_byte_array(env, holder, "bytearray", block.get(), static_cast<jsize>(length))) return nullptr;
+    env->SetByteArrayRegion(array.get(), 0, static_cast<jsize>(length), reinterpret_cast<const jbyte*>(block.get()));
+    env->SetObjectField(holder, field, array.get());
     return b.finish_with_reply(code, __LINE__, kReplyTrace);
 }
 
@@ -169,7 +179,14 @@ extern "C" JNIEXPORT jstring JNICALL Java_com_zentrix_nodalis_deviceservice_impl
     b.trace(__LINE__, "\r\n iOffset = %u \r\n", u32(offset));
     b.trace(__LINE__, "\r\n iCount = %u \r\n", u32(count));
     uint32_t code = 0;
-    {
+    // An offset or count reaching beyond the array would read (and trace, and send) Java memory
+    // that was not passed: such a write reaches the platform function with no buffer, which
+    // refuses it as it refuses a null array, before anything is read or written.
+    const bool beyond = data && offset >= 0 && count >= 0 &&
+                        static_cast<int64_t>(offset) + count > static_cast<int64_t>(env->GetArrayLength(data));
+    if (beyond) {
+        code = ZX_JNI_UsbWrite(u32(handle), nullptr, u32(offset), u32(count), b.buf(), b.size());
+    } else {
         // A null array reaches the platform function as a null buffer, which refuses it.
         PinnedBytes bytes(env, data);  // released with mode 0: copied back, then freed
         code = ZX_JNI_UsbWrite(u32(handle), reinterpret_cast<const uint8_t*>(bytes.get()), u32(offset), u32(count),
@@ -667,6 +684,9 @@ namespace {
 PlatformBuffer address_list(JNIEnv* env, jobjectArray jAddresses, uint32_t allocLine) {
     zxjni::StringArrayArg addresses(env, jAddresses);
     const uint32_t n = static_cast<uint32_t>(addresses.length());
+    // 64 bytes an element: from 2^26 elements on the size would wrap past 32 bits and the block
+    // be smaller than the list; such an array is answered as a block that cannot be had.
+    if (n > UINT32_MAX / 64) return PlatformBuffer::adopt(nullptr, kBaseServiceFile);
     const uint32_t size = n * 64;
     PlatformBuffer list(size, kBaseServiceFile, allocLine);
     if (!list) return list;

@@ -297,12 +297,37 @@ uint32_t low_bytes(const PinnedArray<jcharArray, Mode>& chars, jint count, uint8
     return n;
 }
 
+// The id of a holder object's byte[] field (signature "[B"); null when there is no holder or its
+// class has no such field (the lookup's error is not left pending).
+inline jfieldID byte_array_field(JNIEnv* env, jobject holder, const char* field) {
+    if (!holder) return nullptr;
+    LocalRef<jclass> cls(env, env->GetObjectClass(holder));
+    jfieldID id = cls ? env->GetFieldID(cls.get(), field, "[B") : nullptr;
+    if (env->ExceptionCheck()) {
+        env->ExceptionClear();
+        return nullptr;
+    }
+    return id;
+}
+
+// A new byte[] of length elements, all zero; empty when the virtual machine cannot make it (its
+// OutOfMemoryError is cleared: the native answers its own failure).
+inline LocalRef<jbyteArray> new_byte_array(JNIEnv* env, jsize length) {
+    LocalRef<jbyteArray> array(env, length >= 0 ? env->NewByteArray(length) : nullptr);
+    if (env->ExceptionCheck()) {
+        env->ExceptionClear();
+        array.release();
+        return LocalRef<jbyteArray>(env, nullptr);
+    }
+    return array;
+}
+
 // Stores a new byte[] of length bytes from data in the holder object's field (signature "[B");
 // false when there is no holder, no array, or no such field (the lookup's error is not left
 // pending for Java).
 inline bool store_byte_array(JNIEnv* env, jobject holder, const char* field, const void* data, jsize length) {
     if (!holder) return false;
-    LocalRef<jbyteArray> array(env, env->NewByteArray(length));
+    LocalRef<jbyteArray> array = new_byte_array(env, length);
     if (!array) return false;
     env->SetByteArrayRegion(array.get(), 0, length, static_cast<const jbyte*>(data));
     LocalRef<jclass> cls(env, env->GetObjectClass(holder));

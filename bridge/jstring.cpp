@@ -28,6 +28,10 @@ extern "C" char* jstring2char(JNIEnv* env, jstring str) {
     if (!str) return nullptr;
     LocalRef<jclass> cls(env, env->FindClass("java/lang/String"));
     if (failed(env) || !cls) return nullptr;
+    // An object of another class (a caller declared Object, or reached us through a raw cast) is
+    // no text: calling String's getBytes on it would be undefined, so it converts to nothing, as a
+    // null string does.
+    if (!env->IsInstanceOf(str, cls.get())) return nullptr;
     LocalRef<jstring> charset(env, env->NewStringUTF("utf-8"));
     if (failed(env) || !charset) return nullptr;
     jmethodID getBytes = env->GetMethodID(cls.get(), "getBytes", "(Ljava/lang/String;)[B");

@@ -117,8 +117,12 @@ public:
     using Element = typename ArrayAccess<Array>::Element;
     static constexpr jint kReleaseMode = Mode == Pin::ReadOnly ? JNI_ABORT : 0;
 
+    // Elements that cannot be had (the virtual machine out of memory for a copy) pin nothing, and
+    // the error is not left pending: no JNI call may follow a pending exception.
     PinnedArray(JNIEnv* env, Array array)
-        : env_(env), array_(array), elements_(array ? ArrayAccess<Array>::get(env, array) : nullptr) {}
+        : env_(env), array_(array), elements_(array ? ArrayAccess<Array>::get(env, array) : nullptr) {
+        if (array && !elements_ && env->ExceptionCheck()) env->ExceptionClear();
+    }
     ~PinnedArray() { reset(); }
     PinnedArray(PinnedArray&& other) noexcept
         : env_(other.env_), array_(other.array_), elements_(std::exchange(other.elements_, nullptr)) {}

@@ -341,6 +341,8 @@ uint32_t traffic_monitoring(const TrafficCommand& cmd, JNIEnv* env, jobject obj)
 }
 
 // ---- Commands with a Java string -----------------------------------------------------------
+// The argument is declared Object: jstring2char converts it only when it is a String, so an
+// object of another class reads as a missing string (result 1) and is never used as one.
 
 uint32_t getDevicePPPoENameAndWANIP(JNIEnv* env, jobject obj, char* buf, uint32_t size) {
     zxjni::JavaText connection(env, static_cast<jstring>(obj));

@@ -70,10 +70,19 @@ extern "C" int32_t canonicalize(const char* path, char* out, uint32_t outSize) {
     // The appends are bounded by outSize; only the components are measured beforehand.
     if (leading[0] != '\0') ZX_OS_StrNCat_S(out, outSize, leading, kPartChars);
     ZX_OS_StrNCat_S(out, outSize, "/", 1);
+    // The length of out is kept rather than measured again for every component (a long path would
+    // cost its length squared): each append goes to the end of what is there, with the room left,
+    // which is what an append to the whole of out does.
+    size_t used = strnlen(out, outSize);
+    auto append = [&](const char* text, uint32_t count) {
+        if (used >= outSize) return;
+        ZX_OS_StrNCat_S(out + used, static_cast<uint32_t>(outSize - used), text, count);
+        used += strnlen(out + used, outSize - used);
+    };
     for (Node* node = GetNext(GetHead(list)); node; node = GetNext(node)) {
-        if (std::strlen(GetItem(node)) + std::strlen(out) + 1 > outSize) return fail(list);
-        ZX_OS_StrNCat_S(out, outSize, GetItem(node), ZX_LIST_ITEM_SIZE - 1);
-        if (GetNext(node)) ZX_OS_StrNCat_S(out, outSize, "/", 1);
+        if (std::strlen(GetItem(node)) + used + 1 > outSize) return fail(list);
+        append(GetItem(node), ZX_LIST_ITEM_SIZE - 1);
+        if (GetNext(node)) append("/", 1);
     }
     DestroyList(list);
     return 0;

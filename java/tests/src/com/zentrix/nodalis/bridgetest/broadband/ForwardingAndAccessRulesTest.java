@@ -2,6 +2,7 @@ package com.zentrix.nodalis.bridgetest.broadband;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.google.gson.JsonArray;
@@ -80,6 +81,21 @@ class ForwardingAndAccessRulesTest {
         assertEquals(before, ctl().state("tarn").toString());
         assertEquals("0", jni.jniHttpForwardStart(0, 1, java.util.Arrays.copyOf(many, 32), null, 2, false));
         assertEquals(32, forwarding().getAsJsonArray("whiteList").size());
+    }
+
+    @Test
+    void anAddressListWhoseBlockSizeWouldWrapIsRefused() throws Exception {
+        // The tunnel address list takes 64 bytes an element: for 2^26 + 1 elements that size wraps
+        // past 32 bits to a block of 64 bytes, smaller than the list. Refused as a block that
+        // cannot be had (null), and nothing reaches the broadband service.
+        String[] huge = new String[(1 << 26) + 1];
+        huge[0] = "10.0.0.1";
+        huge[huge.length - 1] = "10.0.0.2";
+        ctl().clearRecords();
+        assertNull(jni.wanAttachL2tpTunnel("l2tp-1", huge));
+        assertNull(jni.wanDetachL2tpTunnel("l2tp-1", huge));
+        assertEquals(0, ctl().received("tarn").size());
+        assertEquals(0, ctl().received("app_m").size());
     }
 
     @Test

@@ -171,6 +171,35 @@ class EntitySendTest extends BusLinkTest {
         assertNothingSent();
     }
 
+    @Test
+    void stringCommandsRefuseAnArgumentOfAnotherClass() throws Exception {
+        // Types 14 and 21 read their argument as a String: an Object, an Integer or a String[] is
+        // none, and reading it as one is undefined. Refused as a missing string: null, nothing sent.
+        Object[] others = {new Object(), Integer.valueOf(7), new String[] {"x"}};
+        for (Object arg : others) {
+            long mark = trace.mark();
+            assertNull(entity.send(14, arg));
+            assertEquals(List.of(commandType(14), jni(946, "getDevicePPPoENameAndWANIP ret: 1 \r\n")), trace.since(mark));
+            mark = trace.mark();
+            assertNull(entity.send(21, arg));
+            assertEquals(List.of(commandType(21), jni(1015, "getDnsAnalysis ret: 1 \r\n")), trace.since(mark));
+        }
+        assertNothingSent();
+    }
+
+    @Test
+    void objectCommandsRefuseAnArgumentWithoutTheirMembers() throws Exception {
+        // The object commands read the fields and getters of their own kinds; a String, an Integer
+        // or an array has none of them: each answers 1 (type 3 its statistic, 0), nothing sent.
+        Object[] others = {"x", Integer.valueOf(7), new String[] {"x"}, new Object()};
+        for (int type : new int[] {3, 4, 5, 6, 7, 8, 9, 12, 13, 100, 101}) {
+            for (Object arg : others) {
+                assertEquals(type == 3 ? "0" : "1", entity.send(type, arg), "type " + type);
+            }
+        }
+        assertNothingSent();
+    }
+
     // ---- device information ---------------------------------------------------------------------
 
     @Test

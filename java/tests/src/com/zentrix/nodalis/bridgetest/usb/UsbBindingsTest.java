@@ -164,6 +164,64 @@ class UsbBindingsTest {
     }
 
     @Test
+    void writeBeyondTheArrayIsRefusedBeforeAnythingIsSent() throws Exception {
+        int handle = open("plugW", 2, HOST);
+        assertEquals(OK, jni.usbSetSerial(handle, 115200, 0, 8, 1, false, false));
+        long mark = trace.mark();
+        // An offset or a count reaching beyond the array would read, trace and send memory that
+        // Java never passed: refused as a write without a buffer, with nothing sent.
+        assertEquals(LOCAL_FAILURE, jni.usbWrite(handle, new byte[16], 0x7FFF0000, 16));
+        assertEquals(List.of(entry("usbWrite"), at("usbWrite", "iHandle", "\r\n iHandle = " + handle + " \r\n"),
+                at("usbWrite", "iOffset", "\r\n iOffset = 2147418112 \r\n"),
+                at("usbWrite", "iCount", "\r\n iCount = 16 \r\n"), reply("usbWrite", LOCAL_FAILURE)),
+                records(mark, FILE));
+        assertEquals(List.of(TraceRecord.lastWord(API, 1681, 1, handle, 0, 0x7FFF0000L, 16)), records(mark, API));
+        assertEquals(LOCAL_FAILURE, jni.usbWrite(handle, new byte[16], 0, 4096));
+        assertEquals(LOCAL_FAILURE, jni.usbWrite(handle, new byte[16], 8, 9));
+        assertEquals(LOCAL_FAILURE, jni.usbWrite(handle, new byte[16], Integer.MAX_VALUE, Integer.MAX_VALUE));
+        for (TraceRecord r : records(mark, API)) {
+            assertFalse(r.text() != null && r.text().startsWith("ZX_JNI_UsbWrite: Len"), "nothing traced: " + r);
+        }
+        // The first bytes the device sees are those of the next good write: nothing went before.
+        byte[] tail = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+        assertEquals("{\"Result\":0,\"Len\":8}", jni.usbWrite(handle, tail, 8, 8));
+        assertArrayEquals(Arrays.copyOfRange(tail, 8, 16), deviceReceive(HOST, 8));
+        assertEquals(OK, jni.usbClose(handle));
+    }
+
+    @Test
+    void readIntoAHolderOfAnotherClassIsRefusedBeforeTheDeviceIsRead() throws Exception {
+        int handle = open("plugR", 2, HOST);
+        assertEquals(OK, jni.usbSetSerial(handle, 115200, 0, 8, 1, false, false));
+        deviceSend(HOST, new byte[] {'a', 'b', 'c'});
+        assertTrue(jni.usbDataAvailable(handle));
+        long mark = trace.mark();
+        // The data goes to the holder's byte[] "bytearray": an object without that field, or no
+        // object, has nowhere to take it, and reading would lose the device's bytes.
+        assertNull(jni.usbRead(handle, new Object(), 0, 3, 0));
+        assertNull(jni.usbRead(handle, null, 0, 3, 0));
+        assertNull(jni.usbRead(handle, "bytearray", 0, 3, 0));
+        // offset + count longer than any Java array would overflow the array the data goes to.
+        ByteHolder holder = new ByteHolder();
+        assertNull(jni.usbRead(handle, holder, Integer.MAX_VALUE, 1, 0));
+        assertNull(holder.bytearray);
+        long illegal = records(mark, FILE).stream().filter(r -> "\r\n Illegal parameters !\r\n".equals(r.text())).count();
+        assertEquals(4, illegal);
+        assertTrue(records(mark, API).isEmpty(), "the platform function is not called");
+        // The bytes are all still there for a proper holder.
+        byte[] got = new byte[0];
+        while (got.length < 3) {
+            String answer = jni.usbRead(handle, holder, 0, 3, 5);
+            int len = Integer.parseInt(answer.replaceAll("\\{\"Result\":0,\"Len\":(\\d+)\\}", "$1"));
+            byte[] joined = Arrays.copyOf(got, got.length + len);
+            System.arraycopy(holder.bytearray, 0, joined, got.length, len);
+            got = joined;
+        }
+        assertArrayEquals(new byte[] {'a', 'b', 'c'}, got);
+        assertEquals(OK, jni.usbClose(handle));
+    }
+
+    @Test
     void readParametersAreCheckedBeforeAnything() throws Exception {
         long mark = trace.mark();
         ByteHolder holder = new ByteHolder();
