@@ -87,7 +87,9 @@ int32_t wait_readable(uint32_t handle, ZX_TIMEVAL* timeout) {
     ZX_FD_SET readSet;
     ZX_OS_FdZero(&readSet);
     ZX_OS_FdSet(static_cast<int32_t>(handle), &readSet);
-    return ZX_OS_Select(static_cast<int32_t>(handle) + 1, &readSet, nullptr, nullptr, timeout);
+    // The count of descriptors is taken in unsigned arithmetic: a handle of 2^31 - 1 wraps to a
+    // negative count the platform refuses, never to a signed overflow.
+    return ZX_OS_Select(static_cast<int32_t>(handle + 1u), &readSet, nullptr, nullptr, timeout);
 }
 
 // The request every ownership call sends to "usb_mngt", answered with a result and a reason.

@@ -51,24 +51,6 @@ class HostileSweepTest {
     static final Map<String, String> KNOWN_FAILURES = new LinkedHashMap<>();
 
     static {
-        known("JNINativeMethods.send#14(O_OBJECT)", "the argument is converted as a string without a class check");
-        known("JNINativeMethods.send#14(O_INTEGER)", "the argument is converted as a string without a class check");
-        known("JNINativeMethods.send#14(O_STRING_ARRAY)", "the argument is converted as a string without a class check");
-        known("JNINativeMethods.send#21(O_OBJECT)", "the argument is converted as a string without a class check");
-        known("JNINativeMethods.send#21(O_INTEGER)", "the argument is converted as a string without a class check");
-        known("JNINativeMethods.send#21(O_STRING_ARRAY)", "the argument is converted as a string without a class check");
-        known("BaseServiceJNIMethods.usbWrite(I_1,B_16,I_0x7FFF0000,I_16)", "the trace reads the data at the offset before any check");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_16,I_0x7FFF0000,I_16)", "the trace reads the data at the offset before any check");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_16,I_0,I_4096)", "bytes beyond the array are written to the device");
-        known("BaseServiceJNIMethods.usbRead(H_OPEN,O_HOLDER,I_0,I_320MB,I_0)", "320 MB are allocated natively, then OutOfMemoryError escapes");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_16,I_MAX,I_1)", "SIGSEGV in libc: the data at the offset is read before any check");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_16,I_MAX,I_MAX)", "SIGSEGV in libc: the data at the offset is read before any check");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_16,I_1,I_MAX)", "what lies after the array is written to the device until the line is full");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_16,I_16,I_16)", "the 16 bytes after the array are written to the device");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_EMPTY,I_0,I_16)", "16 bytes from beyond an empty array are written to the device");
-        known("BaseServiceJNIMethods.usbWrite(H_OPEN,B_EMPTY,I_1,I_1)", "a byte from beyond an empty array is written to the device");
-        known("BaseServiceJNIMethods.usbRead(H_OPEN,O_HOLDER,I_0x7FFF0000,I_16,I_0)",
-                "2 GB are allocated natively, then OutOfMemoryError escapes");
         known("BaseServiceJNIMethods.usbClose(I_1)", "any descriptor is closed, here the JVM's standard output");
         known("BaseServiceJNIMethods.wlanSetForbidChannel(I_1,I_1,C_EMPTY)",
                 "a count beyond the array is accepted and sent (1 channel from an empty array)");
@@ -82,10 +64,6 @@ class HostileSweepTest {
      */
     static final Map<String, String> KNOWN_SANITIZER_FAILURES = new LinkedHashMap<>();
 
-    static {
-        KNOWN_SANITIZER_FAILURES.put("BaseServiceJNIMethods.usbRead(I_MAX,O_HOLDER,I_1,I_1,I_0)",
-                "signed overflow of handle + 1 for select (the release build answers the failure JSON)");
-    }
 
     private static void known(String id, String why) {
         KNOWN_FAILURES.put(id, why);
