@@ -18,14 +18,11 @@
 #include <vector>
 
 #include "elf_symbols.h"
+#include "entity_start.h"
 #include "l2tp_jni.h"
 #include "test_env.h"
 #include "trace_lines.h"
 #include "zx_host.h"
-
-// The native of JNINativeMethods.startThread(), as the VM finds it.
-extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_startThread(JNIEnv*,
-                                                                                                             jobject);
 
 // ---------------------------------------------------------------------------------------------
 // dlopen as the library sees it: calls are counted, and the platform library can be made to look
@@ -47,40 +44,15 @@ extern "C" void* dlopen(const char* file, int mode) {
 
 namespace {
 
+using zxtest::basic_library;
+using zxtest::start_thread;
 using zxtest::T;
 using zxtest::take_records;
+using zxtest::thread_names;
 
 constexpr const char* kFile = "l2tp_jni";
 constexpr uint32_t kLevel = 216;
 const std::string kStartLoading = T(kLevel, kFile, 784, "start loading libzx_kor_basic.so \n");
-
-jint start_thread() {
-    return Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_startThread(nullptr, nullptr);
-}
-
-// The handle the process has for the platform library (it is loaded: the test links it).
-void* basic_library() {
-    void* h = dlopen("libzx_kor_basic.so", RTLD_NOW | RTLD_NOLOAD);
-    if (h) dlclose(h);
-    return h;
-}
-
-// Threads of this process by name.
-std::map<std::string, int> thread_names() {
-    std::map<std::string, int> names;
-    struct CloseDir {
-        void operator()(DIR* d) const { closedir(d); }
-    };
-    std::unique_ptr<DIR, CloseDir> dir(opendir("/proc/self/task"));
-    while (struct dirent* e = dir ? readdir(dir.get()) : nullptr) {
-        if (e->d_name[0] == '.') continue;
-        std::ifstream comm(std::string("/proc/self/task/") + e->d_name + "/comm");
-        std::string name;
-        std::getline(comm, name);
-        ++names[name];
-    }
-    return names;
-}
 
 int thread_count() {
     int n = 0;

@@ -18,13 +18,11 @@
 #include <thread>
 #include <vector>
 
+#include "entity_start.h"
 #include "l2tp_jni.h"
 #include "test_env.h"
 #include "trace_lines.h"
 #include "zx_host.h"
-
-extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_startThread(JNIEnv*,
-                                                                                                             jobject);
 
 // ---------------------------------------------------------------------------------------------
 // dlopen as the library sees it: the platform library can be replaced by a stand-in, and json-c
@@ -50,6 +48,8 @@ extern "C" void* dlopen(const char* file, int mode) {
 namespace {
 
 using zxhost::Call;
+using zxtest::basic_library;
+using zxtest::start_thread;
 using zxtest::T;
 using zxtest::take_records;
 
@@ -62,31 +62,7 @@ const std::string kPartialBasic = kStubs + "/partial_basic/libzx_partial_basic.s
 // Has none of the platform's functions.
 const std::string kForeignLibrary = kStubs + "/zx_kor_json/libzx_kor_json.so";
 
-jint start_thread() {
-    return Java_com_zentrix_nodalis_deviceservice_entity_JNINativeMethods_startThread(nullptr, nullptr);
-}
-
-void* basic_library() {
-    void* h = dlopen("libzx_kor_basic.so", RTLD_NOW | RTLD_NOLOAD);
-    if (h) dlclose(h);
-    return h;
-}
-
-int message_threads() {
-    int n = 0;
-    struct CloseDir {
-        void operator()(DIR* d) const { closedir(d); }
-    };
-    std::unique_ptr<DIR, CloseDir> dir(opendir("/proc/self/task"));
-    while (struct dirent* e = dir ? readdir(dir.get()) : nullptr) {
-        if (e->d_name[0] == '.') continue;
-        std::ifstream comm(std::string("/proc/self/task/") + e->d_name + "/comm");
-        std::string name;
-        std::getline(comm, name);
-        if (name == "JNImsgthread") ++n;
-    }
-    return n;
-}
+int message_threads() { return zxtest::thread_names()["JNImsgthread"]; }
 
 class EntityFaults : public testing::Test {
 protected:
