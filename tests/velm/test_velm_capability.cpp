@@ -103,10 +103,10 @@ TEST_F(VelmApiListPath, APathThatDoesNotFitIsCutToSizeLessOne) {
 }
 
 TEST_F(VelmApiListPath, ThePermissionFeatureOffGivesOneWhateverTheProfileHolds) {
-    const char* spec = R"({"VELM_SPEC_PLUGIN_APILIST":"plugin_apilist.json"})";
+    const char* values = R"({"VELM_SPEC_PLUGIN_APILIST":"plugin_apilist.json"})";
     for (const char* features : {R"({"FT_PLUGIN_PERMISSION_ENABLE":0})", R"({"FT_PLUGIN_PERMISSION_ENABLE":false})",
                                  R"({"FT_PLUGIN_PERMISSION_ENABLE":"yes"})", "{}"}) {
-        use_profile(features, spec);
+        use_profile(features, values);
         char buf[64] = "untouched";
         EXPECT_EQ(ZX_JNI_GetPluginAPICapabilitesPath(buf, sizeof buf), 1u) << features;
         EXPECT_STREQ(buf, "untouched");
