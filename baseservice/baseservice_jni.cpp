@@ -513,7 +513,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_lanGetDevMaxBa
 namespace {
 
 // What Java receives when a host's counters or a scan list cannot be had.
-constexpr const char* kFailureText = "{\"Result\":-1, \"FailReason\":\"\"}";
+constexpr const char* kFailureText = ZX_JNI_FAILURE_TEXT;
 constexpr uint32_t kBlacklist = zxjni::HeapBinding::kBlacklistSize;
 // This binding's entry text names a package path of its own.
 constexpr const char* kAccessPermissionEntry =

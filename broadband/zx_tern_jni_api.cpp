@@ -18,7 +18,7 @@ using zxtrace::kTernApi;  // every record of this file
 using zxtrace::Line;
 
 // The family's failure text and the tunnel-editing calls' success text.
-constexpr const char* kFailure = "{\"Result\":-1, \"FailReason\":\"\"}";
+constexpr const char* kFailure = ZX_JNI_FAILURE_TEXT;
 constexpr const char* kSuccess = "{\"Result\":0}";
 
 constexpr uint32_t kBandwidthReplyLen = 64;

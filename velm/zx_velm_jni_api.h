@@ -24,6 +24,9 @@ extern "C" {
 #define ZX_JNI_ERR_OSGI_DOWN 0xF7801303u /* the bundle manager is not running */
 #define ZX_JNI_ERR_GENERAL 0xFFFFFFFFu
 
+/* The failure text of a result, with an empty reason, as Java receives it. */
+#define ZX_JNI_FAILURE_TEXT "{\"Result\":-1, \"FailReason\":\"\"}"
+
 /* Releases a json-c object; NULL is recorded (0xF7100008) and answered 0. */
 ZX_BRIDGE_EXPORT uint32_t VELM_JSON_ObjPut(json_object* obj);
 /* True for 0 and 1 only. */

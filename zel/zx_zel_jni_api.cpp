@@ -7,14 +7,14 @@
 
 #include "scoped.h"
 #include "trace_unit.h"
+#include "zx_velm_jni_api.h"
 
 namespace {
 
 using zxtrace::kZelApi;  // every record of this file
 using zxtrace::Line;
 
-// The family's failure text; the security query answers kSecurityFailure instead.
-constexpr const char* kFailure = "{\"Result\":-1, \"FailReason\":\"\"}";
+constexpr const char* kFailure = ZX_JNI_FAILURE_TEXT;  // the security query answers kSecurityFailure instead
 constexpr const char* kSecurityFailure = "{\"Result\":1}";
 
 // wlanSetHide's answers to Java for a failed call.
