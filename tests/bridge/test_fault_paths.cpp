@@ -14,6 +14,7 @@
 
 #include "fake_services.h"
 #include "l2tp_api.h"
+#include "payloads.h"
 #include "test_env.h"
 #include "trace_lines.h"
 #include "zx_bridge.h"
@@ -24,25 +25,14 @@
 namespace {
 
 using zxhost::Call;
+using zxtest::Bytes;
 using zxtest::L;
 using zxtest::L1;
 using zxtest::T;
 using zxtest::take_records;
-using Bytes = std::vector<uint8_t>;
 
 constexpr const char* kVelmApi = "../velm/zx_velm_jni_api";
 constexpr const char* kL2tpApi = "l2tp_api";
-
-Bytes compressible(size_t n) {
-    Bytes out;
-    for (int i = 0; out.size() < n; ++i) {
-        char line[64];
-        int len = std::snprintf(line, sizeof line, "bundle %d state ACTIVE version 1.%d;", i % 89, i % 11);
-        out.insert(out.end(), line, line + len);
-    }
-    out.resize(n);
-    return out;
-}
 
 std::vector<uint32_t> block_ids() {
     std::vector<uint32_t> out;
@@ -73,7 +63,7 @@ protected:
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(FaultPaths, TunnelReaderWhoseBlockCannotBeFreedFreesBothBuffers) {
-    Bytes data = compressible(100);
+    Bytes data = zxtest::address_list(100);
     TunnelVDataRecord rec{};
     ASSERT_EQ(L2TP_API_WriteVData(&rec, data.data(), 100), 0u);
     take_records();
@@ -92,7 +82,7 @@ TEST_F(FaultPaths, TunnelReaderWhoseBlockCannotBeFreedFreesBothBuffers) {
 }
 
 TEST_F(FaultPaths, PluginWriterWhoseBlockCannotBeUpdatedFreesTheBlockAndTheWorkBuffer) {
-    Bytes data = compressible(5000);
+    Bytes data = zxtest::address_list(5000);
     PluginVDataRecord rec{};
     zxhost::fault_nth(Call::VdataUpdate, 1);
     EXPECT_EQ(OSGI_JNI_ZipWriteVData(&rec, data.data(), 5000), ZX_VDATA_ERR_ARENA);
@@ -104,7 +94,7 @@ TEST_F(FaultPaths, PluginWriterWhoseBlockCannotBeUpdatedFreesTheBlockAndTheWorkB
 }
 
 TEST_F(FaultPaths, PluginReaderWhoseBlockCannotBeFreedFreesTheReadBuffer) {
-    Bytes data = compressible(5000);
+    Bytes data = zxtest::address_list(5000);
     PluginVDataRecord rec{};
     ASSERT_EQ(OSGI_JNI_ZipWriteVData(&rec, data.data(), 5000), 0u);
     take_records();
