@@ -265,7 +265,7 @@ public final class HostileCatalogue {
                         .answer(USB_REFUSED, 2, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX)
                         .answer(USB_REFUSED, 3, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX),
                 r(BASE, "usbSetSerial", Kind.HANDLE, I, I, I, I, Z, Z),
-                r(BASE, "usbClose", Kind.HANDLE),
+                r(BASE, "usbClose", Kind.HANDLE).answer(USB_REFUSED, 0, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX), // no handle
                 r(BASE, "usbUnregisterAll"),
                 r(BASE, "wanGetIfStats"),
                 r(BASE, "wanGetPppoeAccount"),
@@ -398,8 +398,8 @@ public final class HostileCatalogue {
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.B_16, Arg.I_MAX, Arg.I_MAX), Expect.of(refused));
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.B_NULL, Arg.I_0, Arg.I_16), Expect.of(refused));
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.B_EMPTY, Arg.I_0, Arg.I_16), Expect.of(refused));
-        // A number that is no handle of this library: the JVM's own standard output.
-        add(out, BASE, "usbClose", List.of(Arg.I_1), Expect.ANY);
+        // A number that is no handle of this library, the JVM's own standard output, stays open.
+        add(out, BASE, "usbClose", List.of(Arg.I_1), Expect.of(refused));
         refused = null;
         m = "usbRead";
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.O_HOLDER, Arg.I_0, Arg.I_320MB, Arg.I_0), Expect.of(refused));

@@ -50,20 +50,11 @@ class HostileSweepTest {
      */
     static final Map<String, String> KNOWN_FAILURES = new LinkedHashMap<>();
 
-    static {
-        known("BaseServiceJNIMethods.usbClose(I_1)", "any descriptor is closed, here the JVM's standard output");
-        known("BaseServiceJNIMethods.wlanSetForbidChannel(I_1,I_1,C_EMPTY)",
-                "a count beyond the array is accepted and sent (1 channel from an empty array)");
-        known("BaseServiceJNIMethods.wlanSetForbidChannel(I_1,I_16,C_EMPTY)",
-                "a count beyond the array is accepted and sent (16 channels from an empty array)");
-    }
-
     /**
      * Known failures that only the sanitizer build sees (its JVM runs with the sanitizer runtimes
      * preloaded); the same rule holds: each must still fail, and the fixes empty the list.
      */
     static final Map<String, String> KNOWN_SANITIZER_FAILURES = new LinkedHashMap<>();
-
 
     private static void known(String id, String why) {
         KNOWN_FAILURES.put(id, why);
