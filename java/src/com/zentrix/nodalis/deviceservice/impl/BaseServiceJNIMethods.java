@@ -167,7 +167,7 @@ public class BaseServiceJNIMethods {
     public native String sysGetIpAddr();
 
     /**
-     * The gateway's LOID, the line identifier of its optical link ("app_m"
+     * The gateway's LOID, the logical identifier its optical line terminal knows it by ("app_m"
      * {@code ZX_APPM_RPC_GET_LOID}, 0x4710304B, 30000 ms).
      *
      * @return the LOID as plain text, such as "ZXLOID0001"; null when the service fails or does not

@@ -13,7 +13,7 @@ public class ZxFileUtils {
      * Copies one file in blocks of 8192 bytes. The destination is created with mode 0777 (less the
      * umask) when it does not exist; an existing destination is overwritten from its start but not
      * truncated, so a longer old file keeps its tail and its permissions. Directories are not
-     * copied (a directory as source fails). Diagnostics go to standard output only
+     * copied: a directory as source fails after the destination was created empty. Diagnostics go to standard output only
      * ("open source file failed", "open dest file failed", ...).
      *
      * @param src path of the file to copy (UTF-8 on the native side)
