@@ -307,8 +307,10 @@ struct Listener {
     Fd s(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (!s) return ZX_ERR_SYS;
     if (uint32_t st = bind_endpoint(s.get(), addr); st != ZX_OK) return st;
+    // bind leaves the socket file as wide as the umask lets it; only our user may connect, and
+    // nobody can before listen.
     struct stat st {};
-    if (listen(s.get(), SOMAXCONN) != 0 || lstat(addr.path(), &st) != 0) {
+    if (chmod(addr.path(), 0600) != 0 || listen(s.get(), SOMAXCONN) != 0 || lstat(addr.path(), &st) != 0) {
         unlink(addr.path());
         return ZX_ERR_SYS;
     }
