@@ -306,4 +306,42 @@ TEST(HostPeers, ControlSocketRefusesAnotherUser) {
     EXPECT_TRUE(sim.ctl_ok(R"({"op":"ping"})")) << "our own user is still served";
 }
 
+
+// simctl as the other user, started through setpriv: the tool's exit status (2: the simulator
+// could not be reached or gave no answer), -1 when it could not be run.
+int simctl_as_nobody(const std::string& ctlName, const std::string& setRequest) {
+    pid_t pid = fork();
+    if (pid == 0) {
+        const std::string simctl = std::string(ZX_BINARY_DIR) + "/bin/simctl";
+        int devnull = open("/dev/null", O_WRONLY);
+        if (devnull >= 0) {
+            dup2(devnull, STDOUT_FILENO);
+            dup2(devnull, STDERR_FILENO);
+        }
+        execlp("setpriv", "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", simctl.c_str(), "--ctl",
+               ctlName.c_str(), "set", "app_m", setRequest.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    if (pid < 0) return -1;
+    int status = 0;
+    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
+    return WEXITSTATUS(status);
+}
+
+TEST(HostPeers, SimctlRunByAnotherUserThroughSetprivIsRefused) {
+    NEEDS_ROOT();
+    zxtest::ScopedBusDir bus;
+    zxtest::SimProcess sim({.services = {"app_m"}, .ctl = "secctl"});
+    ASSERT_TRUE(sim.start());
+    const std::string request = R"({"loid":"SET-BY-ANOTHER-USER"})";
+    EXPECT_EQ(simctl_as_nobody("secctl", request), 2) << "private directory";
+    ASSERT_EQ(chmod(bus.path().c_str(), 0777), 0);
+    ASSERT_EQ(chmod(sim.ctl_path().c_str(), 0777), 0);
+    EXPECT_EQ(simctl_as_nobody("secctl", request), 2) << "directory and socket opened up";
+    zxtest::JsonPtr state = sim.state("app_m");
+    ASSERT_TRUE(state);
+    EXPECT_EQ(std::string(json_object_to_json_string(state.get())).find("SET-BY-ANOTHER-USER"), std::string::npos);
+    EXPECT_TRUE(sim.ctl_ok(R"({"op":"set","service":"app_m","state":{"loid":"OURS"}})")) << "our own user may";
+}
+
 }  // namespace
