@@ -30,13 +30,16 @@ import time
 BOUNDS = {
     "rss_kb": 4096,
     "fds": 2,
-    "arena_blocks": 2,
     "allocations": 2,
     "sysv_segments": 0.5,
     "jvm_threads": 1,
     "os_threads": 1,
 }
 PER = 100_000
+# Blocks of calls to a service that is gone stay in the arena until their lifetime has passed, so
+# the count follows the restarts; it is reported, and checked instead for what is left once the
+# lifetime is over (arena_blocks_settled).
+UNBOUNDED = {"arena_blocks"}
 
 
 def fit(xs, ys):
@@ -80,7 +83,8 @@ def print_summary(result, fitted, out=sys.stdout):
     print(f"soak: {result['calls']} calls, {result['threads']} threads, {result['seconds']:.1f} s, "
           f"time-out scale {result['timeout_scale']}, {result['kills']} kills, {result['freezes']} freezes, "
           f"{result['recoveries']} recoveries (longest {result['max_recovery_ms']} ms), "
-          f"{result['failed_recoveries']} failed", file=out)
+          f"{result['failed_recoveries']} failed; arena blocks after their lifetime: {result['arena_blocks_settled']}",
+          file=out)
     print(f"{'call':44} {'ok':>9} {'failed':>7} {'bad':>4} {'max ms':>8} {'limit ms':>8} {'over':>5}", file=out)
     for op in result["ops"]:
         print(f"{op['family'] + ' ' + op['name']:44} {op['ok']:9d} {op['failed']:7d} {op['bad']:4d} "
@@ -91,8 +95,9 @@ def print_summary(result, fitted, out=sys.stdout):
         if f["slope"] is None:
             print(f"{name:14} {'(too few samples)':>17}", file=out)
             continue
+        bound = "-" if name in UNBOUNDED else f"{BOUNDS[name]:g}"
         print(f"{name:14} {f['slope']:17.3f} {f['stderr']:9.3f} {f['noise']:9.3f} {f['first']:9d} {f['last']:9d} "
-              f"{BOUNDS.get(name, 0):7g}", file=out)
+              f"{bound:>7}", file=out)
 
 
 def check(result, fitted):
@@ -112,7 +117,11 @@ def check(result, fitted):
         problems.append("the chaos thread killed no service")
     problems += [f"after the soak: {f}" for f in result["final_failures"]]
     problems += [f"gatewaysim --services {k} exited {v}" for k, v in result["exits"].items() if v != 0]
+    if result["arena_blocks_settled"] != 0:
+        problems.append(f"{result['arena_blocks_settled']} shared blocks left in the arena after their lifetime")
     for name, f in fitted.items():
+        if name in UNBOUNDED:
+            continue
         if f["slope"] is None:
             problems.append(f"{name}: too few samples for a slope")
         elif f["slope"] - 2 * f["stderr"] > BOUNDS[name]:
