@@ -9,7 +9,6 @@ import com.zentrix.nodalis.deviceservice.opco.wap.velm.jni.IBundleManageServiceJ
 import java.io.BufferedReader;
 import java.io.IOException;
 import java.io.InputStreamReader;
-import java.lang.management.ManagementFactory;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -21,11 +20,13 @@ import java.util.Locale;
 import java.util.Map;
 import java.util.Random;
 import java.util.Set;
+import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.ConcurrentLinkedQueue;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicBoolean;
 import java.util.concurrent.atomic.AtomicLong;
 import java.util.concurrent.atomic.AtomicLongArray;
+import java.util.concurrent.atomic.LongAdder;
 import java.util.function.Supplier;
 import java.util.regex.Pattern;
 import java.util.stream.Stream;
@@ -272,6 +273,8 @@ public final class Soak {
     static final String[] METRICS = {"rss_kb", "fds", "arena_blocks", "allocations", "sysv_segments", "jvm_threads",
                                      "os_threads"};
 
+    static final String REAPER = "process reaper";
+
     static long[] sample() throws IOException {
         long pid = ProcessHandle.current().pid();
         String[] statm = Files.readString(Path.of("/proc/self/statm")).trim().split("\\s+");
@@ -286,12 +289,21 @@ public final class Soak {
             String[] f = shm.get(i).trim().split("\\s+");
             if (f.length > 4 && Long.parseLong(f[4]) == pid) segments++;  // cpid
         }
-        long tasks;
+        // Threads, without the JDK's "process reaper" threads that come and go with the chaos
+        // thread's own child processes.
+        long tasks = 0;
         try (Stream<Path> s = Files.list(Path.of("/proc/self/task"))) {
-            tasks = s.count();
+            for (Path task : (Iterable<Path>) s::iterator) {
+                try {
+                    if (!Files.readString(task.resolve("comm")).strip().equals(REAPER)) tasks++;
+                } catch (IOException e) {
+                    // the thread ended meanwhile
+                }
+            }
         }
+        long javaThreads = Thread.getAllStackTraces().keySet().stream().filter(t -> !t.getName().equals(REAPER)).count();
         return new long[] {rssKb, fds, PlatformCounts.arenaBlocks(), PlatformCounts.allocations(), segments,
-                           ManagementFactory.getThreadMXBean().getThreadCount(), tasks};
+                           javaThreads, tasks};
     }
 
     // ---- the run -------------------------------------------------------------------------------
@@ -313,6 +325,8 @@ public final class Soak {
     final Map<String, Service> services = new LinkedHashMap<>();
     List<Op> ops;
     AtomicLongArray okCount, failCount, badCount, maxLatencyNs, overBudget;
+    /** Per call, how often each failure value came back. */
+    final List<ConcurrentHashMap<String, LongAdder>> failureAnswers = new ArrayList<>();
     final ConcurrentLinkedQueue<String> badExamples = new ConcurrentLinkedQueue<>();
     final AtomicLong badExampleCount = new AtomicLong();
     final AtomicLong done = new AtomicLong();
@@ -380,6 +394,7 @@ public final class Soak {
         badCount = new AtomicLongArray(n);
         maxLatencyNs = new AtomicLongArray(n);
         overBudget = new AtomicLongArray(n);
+        for (int i = 0; i < n; i++) failureAnswers.add(new ConcurrentHashMap<>());
 
         for (String name : serviceNames) services.put(name, new Service(name, gatewaysim));
         try {
@@ -435,7 +450,10 @@ public final class Soak {
                     String answer = text(op.call().get());
                     long ns = System.nanoTime() - t0;
                     if (op.isOk(answer)) okCount.incrementAndGet(i);
-                    else if (op.isFailure(answer)) failCount.incrementAndGet(i);
+                    else if (op.isFailure(answer)) {
+                        failCount.incrementAndGet(i);
+                        failureAnswers.get(i).computeIfAbsent(answer, k -> new LongAdder()).increment();
+                    }
                     else {
                         badCount.incrementAndGet(i);
                         if (badExampleCount.incrementAndGet() <= 20) badExamples.add(op.name() + " answered " + answer);
@@ -594,9 +612,11 @@ public final class Soak {
         for (int i = 0; i < ops.size(); i++) {
             Op op = ops.get(i);
             b.append(String.format(Locale.ROOT, "    {\"family\": %s, \"name\": %s, \"service\": %s, \"ok\": %d, \"failed\": %d,"
-                    + " \"bad\": %d, \"max_ms\": %.1f, \"limit_ms\": %.1f, \"over_limit\": %d}%s\n",
+                    + " \"bad\": %d, \"max_ms\": %.1f, \"limit_ms\": %.1f, \"over_limit\": %d, \"failures\": {%s}}%s\n",
                     q(op.family()), q(op.name()), op.service() == null ? "null" : q(op.service()), okCount.get(i),
                     failCount.get(i), badCount.get(i), maxLatencyNs.get(i) / 1e6, limitNs(op) / 1e6, overBudget.get(i),
+                    String.join(", ", failureAnswers.get(i).entrySet().stream()
+                            .map(e -> q(e.getKey()) + ": " + e.getValue().sum()).toList()),
                     i + 1 < ops.size() ? "," : ""));
         }
         b.append("  ],\n  \"bad_examples\": [");
