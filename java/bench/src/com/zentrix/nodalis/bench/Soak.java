@@ -27,6 +27,7 @@ import java.util.concurrent.atomic.AtomicBoolean;
 import java.util.concurrent.atomic.AtomicLong;
 import java.util.concurrent.atomic.AtomicLongArray;
 import java.util.concurrent.atomic.LongAdder;
+import java.util.concurrent.locks.ReentrantLock;
 import java.util.function.Supplier;
 import java.util.regex.Pattern;
 import java.util.stream.Stream;
@@ -333,6 +334,8 @@ public final class Soak {
     final List<long[]> samples = new ArrayList<>();
     final List<Long> sampleCalls = new ArrayList<>();
     final List<String> chaosLog = new ArrayList<>();
+    /** Held by the chaos thread from a kill or freeze until the service's calls answer again. */
+    final ReentrantLock chaosStep = new ReentrantLock();
     long kills, freezes, recoveries, maxRecoveryMs, failedRecoveries;
     long arenaSettled = -1;
 
@@ -475,7 +478,15 @@ public final class Soak {
         while (true) {
             long d = done.get();
             if (d >= next) {
-                samples.add(sample());
+                // Between chaos steps: every service up and its calls answered again, so that a
+                // sample does not count the connections of a killed service as gone.
+                chaosStep.lock();
+                try {
+                    samples.add(sample());
+                } finally {
+                    chaosStep.unlock();
+                }
+                d = done.get();
                 sampleCalls.add(d);
                 next = (d / sampleEvery + 1) * sampleEvery;
                 long[] last = samples.get(samples.size() - 1);
@@ -547,6 +558,7 @@ public final class Soak {
             try {
                 Thread.sleep(chaosMs / 2 + (long) (rnd.nextDouble() * chaosMs));
                 if (finished.get()) break;
+                chaosStep.lock();
                 Service svc = list.get(rnd.nextInt(list.size()));
                 List<Op> own = ops.stream().filter(o -> svc.name.equals(o.service())).toList();
                 long t0 = System.nanoTime();
@@ -583,10 +595,14 @@ public final class Soak {
                     chaosLog.add("NO RECOVERY of " + svc.name);
                     log("calls to " + svc.name + " did not succeed again within 20 s");
                 }
+                // The workers' calls meet the service again before a sample may be taken.
+                Thread.sleep(50);
             } catch (Exception e) {
                 failedRecoveries++;
                 chaosLog.add("chaos step failed: " + e);
                 log("chaos step failed: " + e);
+            } finally {
+                if (chaosStep.isHeldByCurrentThread()) chaosStep.unlock();
             }
         }
     }
