@@ -85,10 +85,12 @@ def print_summary(result, fitted, out=sys.stdout):
           f"{result['recoveries']} recoveries (longest {result['max_recovery_ms']} ms), "
           f"{result['failed_recoveries']} failed; arena blocks after their lifetime: {result['arena_blocks_settled']}",
           file=out)
-    print(f"{'call':44} {'ok':>9} {'failed':>7} {'bad':>4} {'max ms':>8} {'limit ms':>8} {'over':>5}", file=out)
+    # t/o ms: the time-outs in force for the call (scaled); limit ms: those plus the slack.
+    print(f"{'call':44} {'ok':>9} {'failed':>7} {'bad':>4} {'max ms':>8} {'t/o ms':>7} {'limit ms':>8} {'over':>5}",
+          file=out)
     for op in result["ops"]:
         print(f"{op['family'] + ' ' + op['name']:44} {op['ok']:9d} {op['failed']:7d} {op['bad']:4d} "
-              f"{op['max_ms']:8.1f} {op['limit_ms']:8.1f} {op['over_limit']:5d}", file=out)
+              f"{op['max_ms']:8.1f} {op.get('timeout_ms', 0):7.1f} {op['limit_ms']:8.1f} {op['over_limit']:5d}", file=out)
     for op in result["ops"]:
         if op.get("failures"):
             shown = ", ".join(f"{k} x{v}" for k, v in sorted(op["failures"].items(), key=lambda kv: -kv[1]))

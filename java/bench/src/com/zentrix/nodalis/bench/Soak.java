@@ -628,9 +628,9 @@ public final class Soak {
         for (int i = 0; i < ops.size(); i++) {
             Op op = ops.get(i);
             b.append(String.format(Locale.ROOT, "    {\"family\": %s, \"name\": %s, \"service\": %s, \"ok\": %d, \"failed\": %d,"
-                    + " \"bad\": %d, \"max_ms\": %.1f, \"limit_ms\": %.1f, \"over_limit\": %d, \"failures\": {%s}}%s\n",
+                    + " \"bad\": %d, \"max_ms\": %.1f, \"timeout_ms\": %.1f, \"limit_ms\": %.1f, \"over_limit\": %d, \"failures\": {%s}}%s\n",
                     q(op.family()), q(op.name()), op.service() == null ? "null" : q(op.service()), okCount.get(i),
-                    failCount.get(i), badCount.get(i), maxLatencyNs.get(i) / 1e6, limitNs(op) / 1e6, overBudget.get(i),
+                    failCount.get(i), badCount.get(i), maxLatencyNs.get(i) / 1e6, op.budgetMs() * scale, limitNs(op) / 1e6, overBudget.get(i),
                     String.join(", ", failureAnswers.get(i).entrySet().stream()
                             .map(e -> q(e.getKey()) + ": " + e.getValue().sum()).toList()),
                     i + 1 < ops.size() ? "," : ""));
