@@ -272,7 +272,9 @@ Slot* find_live(ArenaHeader& h, uint32_t id) {
 }
 
 // The creation times beside the slot table of the arena that starts with h.
-uint64_t* stamps_of(ArenaHeader& h) { return reinterpret_cast<uint64_t*>(reinterpret_cast<uint8_t*>(&h) + kStampOffset); }
+uint64_t* stamps_of(ArenaHeader& h) {
+    return reinterpret_cast<uint64_t*>(reinterpret_cast<uint8_t*>(&h) + kStampOffset);
+}
 
 // Takes back the blocks created more than lifetime ms before now that nobody freed.
 void reclaim_expired(ArenaHeader& h, const uint64_t* stamps, uint64_t now, uint64_t lifetime) {
