@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Runs every benchmark executable in a directory, then the Java benchmark of the same build
-against a simulated gateway, and prints the ratios against the baselines measured in the same run.
+against a simulated gateway, and prints the ratios against the baselines measured in the same run;
+then the results of the last soak under faults of the build (soak.json, written by the `soak`
+target), which is too long to run here.
 
 usage: report.py BENCH_DIR [--repetitions N] [--filter REGEX]
 """
@@ -162,6 +164,21 @@ def main():
         b = results[run_name]
         if "ratio" in b and "Compress/" in run_name and "Decompress" not in run_name:
             print(f"compression ratio {run_name.split('/')[0][3:]} {b.get('label', '')}: {b['ratio']:.2f}")
+    print_soak(args.bench_dir)
+
+
+def print_soak(bench_dir):
+    """The last soak under faults of this build (the `soak` target writes soak.json), if any."""
+    path = os.path.join(bench_dir, "soak.json")
+    if not os.path.exists(path):
+        print("\nsoak under faults: not run in this build (cmake --build build --target soak)")
+        return
+    sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+    import soak
+    with open(path) as f:
+        result = json.load(f)
+    print(f"\nsoak under faults ({result.get('command', '')}):")
+    soak.print_summary(result, result["slopes_per_100k_calls"])
 
 
 if __name__ == "__main__":

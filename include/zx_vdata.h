@@ -5,7 +5,9 @@
  * Host behaviour (Linux build): the blocks are carved from one shared arena (a file in the bus
  * directory, see zx_msg.h) that every process maps once; an id names a slot and carries its
  * generation, so the id of a freed block is refused even after the slot is reused. Id 0 is never
- * handed out. Blocks are at most ZX_VDATA_MAX_BLOCK bytes.
+ * handed out. Blocks are at most ZX_VDATA_MAX_BLOCK bytes. A block nobody frees (the call that
+ * carried its id failed, or its reader died) is taken back by the next ZX_VDATA_CreShm once it is
+ * older than 240 s, twice the longest call time-out (scaled by ZX_TIMEOUT_SCALE like them).
  */
 #ifndef ZX_VDATA_H
 #define ZX_VDATA_H

@@ -8,6 +8,12 @@
 // refused even after its slot holds a new block. Every operation, the copies included, runs under
 // the arena mutex: a free can then never pull a region from under a copy into it. The mutex is
 // robust, so a process that dies while holding it does not block the others.
+//
+// A block whose reader never frees it (the call that carried its id failed, or the reader died)
+// is the platform's to take back: each slot's creation time is kept beside the table, and a
+// block older than kBlockLifetimeMs (scaled like the bus time-outs) is reclaimed when a new
+// block is created. A reader reads its block while it handles the call that names it, within
+// that call's time-out, so a block that old has no reader left.
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
@@ -41,6 +47,11 @@ constexpr size_t kDataOffset = 64 * 1024;
 constexpr size_t kDataSize = 64u * 1024 * 1024;
 constexpr size_t kArenaSize = kDataOffset + kDataSize;  // sparse: only touched pages use memory
 constexpr uint32_t kOpenWaitMs = 2000;                  // for another process creating the arena
+// Twice the longest time-out of any call (the bundle manager's reset, 120 s).
+constexpr uint32_t kBlockLifetimeMs = 240000;
+// Creation times of the slots (monotonic ms, 0: unknown, never reclaimed), in the header page
+// past the slot table, which older arenas leave zero.
+constexpr size_t kStampOffset = 32 * 1024;
 
 struct Slot {
     uint32_t generation;  // 0 until the slot is first taken; an id never carries 0
@@ -69,7 +80,8 @@ static_assert(offsetof(ArenaHeader, magic) == 0 && offsetof(ArenaHeader, version
               offsetof(ArenaHeader, dataSize) == 16 && offsetof(ArenaHeader, mutex) == 24 &&
               offsetof(ArenaHeader, slots) == 64);
 static_assert(sizeof(ArenaHeader) == 64 + kSlotCount * sizeof(Slot));
-static_assert(sizeof(ArenaHeader) <= kDataOffset);
+static_assert(sizeof(ArenaHeader) <= kStampOffset);
+static_assert(kStampOffset + kSlotCount * sizeof(uint64_t) <= kDataOffset);
 
 // A mapping of the whole arena file, unmapped with its holder.
 class Mapping {
@@ -263,6 +275,19 @@ Slot* find_live(ArenaHeader& h, uint32_t id) {
     return true;
 }
 
+// The creation times beside the slot table of the arena that starts with h.
+uint64_t* stamps_of(ArenaHeader& h) {
+    return reinterpret_cast<uint64_t*>(reinterpret_cast<uint8_t*>(&h) + kStampOffset);
+}
+
+// Takes back the blocks created more than lifetime ms before now that nobody freed.
+void reclaim_expired(ArenaHeader& h, const uint64_t* stamps, uint64_t now, uint64_t lifetime) {
+    for (uint32_t i = 0; i < kSlotCount; ++i) {
+        const uint64_t born = stamps[i];
+        if (h.slots[i].inUse && born != 0 && born < now && now - born > lifetime) h.slots[i].inUse = 0;
+    }
+}
+
 Slot* find_free_slot(ArenaHeader& h) {
     for (Slot& s : h.slots)
         if (!s.inUse) return &s;
@@ -299,7 +324,11 @@ ZX_EXPORT uint32_t ZX_VDATA_CreShm(uint32_t size, uint32_t* id) {
     if (size == 0 || size > ZX_VDATA_MAX_BLOCK) return ZX_ERR_PARAM;
     if (zxp::fault_hit(zxhost::Call::VdataCreate)) return ZX_VDATA_ERR_ARENA;
     const uint32_t pid = static_cast<uint32_t>(getpid());
+    const uint64_t now = std::max<uint64_t>(now_ms(), 1);
+    const uint64_t lifetime = zxp::scaled_timeout_ms(kBlockLifetimeMs);
     return with_arena([&](ArenaHeader& h, uint8_t* data) -> uint32_t {
+        uint64_t* stamps = stamps_of(h);
+        reclaim_expired(h, stamps, now, lifetime);
         Slot* s = find_free_slot(h);
         uint32_t offset = 0;
         if (!s || !find_gap(h, size, offset)) return ZX_VDATA_ERR_FULL;
@@ -308,6 +337,7 @@ ZX_EXPORT uint32_t ZX_VDATA_CreShm(uint32_t size, uint32_t* id) {
         s->size = size;
         s->creatorPid = pid;
         std::memset(data + offset, 0, size);
+        stamps[s - h.slots] = now;
         s->inUse = 1;
         *id = make_id(static_cast<uint32_t>(s - h.slots), s->generation);
         return ZX_OK;

@@ -247,6 +247,28 @@ TEST_F(Vdata, ZeroUnknownAndFreedIdsAreRefused) {
     EXPECT_TRUE(zxhost::vdata_list().empty());
 }
 
+// A block whose reader never comes (the call that named it failed, the reader died) is taken
+// back once it is older than twice the longest call time-out (240 s, scaled: 2.4 s here).
+TEST_F(Vdata, ABlockNobodyFreesIsTakenBackOnceOlderThanItsLifetime) {
+    zxtest::set_env("ZX_TIMEOUT_SCALE", "0.01");
+    uint8_t buf[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const uint32_t orphan = create(8);
+    ASSERT_EQ(ZX_VDATA_UpdateData(orphan, 8, buf), ZX_OK);
+    // Young: a new block leaves it alone.
+    const uint32_t young = create(8);
+    EXPECT_EQ(zxhost::vdata_list().size(), 2u);
+    EXPECT_EQ(ZX_VDATA_ReadData(orphan, 8, buf), ZX_OK);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2600));
+    // Old: the next block created takes both back; their ids are refused from then on.
+    const uint32_t fresh = create(8);
+    EXPECT_EQ(ZX_VDATA_ReadData(orphan, 8, buf), ZX_VDATA_ERR_BAD_ID);
+    EXPECT_EQ(ZX_VDATA_FreeShm(young), ZX_VDATA_ERR_BAD_ID);
+    ASSERT_EQ(zxhost::vdata_list().size(), 1u);
+    EXPECT_EQ(zxhost::vdata_list()[0].id, fresh);
+    EXPECT_EQ(ZX_VDATA_FreeShm(fresh), ZX_OK);
+    zxtest::set_env("ZX_TIMEOUT_SCALE", nullptr);
+}
+
 TEST_F(Vdata, StaleIdIsRefusedAfterItsSlotHoldsANewBlock) {
     // With every slot taken, the one slot freed is necessarily the one the next block gets.
     std::vector<uint32_t> ids = fill_arena(1);
