@@ -312,8 +312,8 @@ public final class HostileCatalogue {
                 r(BASE, "usbLock", I),
                 r(BASE, "usbUnlock", I),
                 r(BASE, "usbOpen", I),
-                // Above 51579 the flag is 0 without waiting; a negative descriptor cannot be waited
-                // on, and the flag starts false.
+                // Above 51579 the flag is 0 without waiting; the wait on a negative descriptor
+                // fails, which also gives 0.
                 r(BASE, "usbDataAvailable", Kind.HANDLE).hostile(false, 0),
                 // Negative numbers are refused by the binding; offset + count beyond what may be
                 // allocated is refused as a block that cannot be had; a descriptor beyond the
