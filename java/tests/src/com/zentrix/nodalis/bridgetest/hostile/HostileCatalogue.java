@@ -99,6 +99,7 @@ public final class HostileCatalogue {
         O_STRING_ARRAY(() -> new String[] {"x"}),
         O_STRING(() -> "x"),
         O_STRING_1MB(() -> MB),
+        O_STRING_EMPTY(() -> ""),
         O_STRING_SURROGATE(() -> "a\uD800b"),
         O_STRING_OOM(HostileCatalogue::unconvertible),
         O_HOLDER(ByteHolder::new),
@@ -468,6 +469,10 @@ public final class HostileCatalogue {
 
     /** Calls picked by hand: offsets and counts beyond the array, holders of the wrong shape. */
     private static void extraCases(List<Case> out) {
+        // An empty text converts to no text at all: a missing argument, the buffer stays empty.
+        for (int type : STRING_COMMANDS) {
+            add(out, ENTITY, "send#" + type, List.of(Arg.O_STRING_EMPTY), Expect.of(null));
+        }
         Object refused = USB_REFUSED;
         String m = "usbWrite";
         add(out, BASE, m, List.of(Arg.I_1, Arg.B_16, Arg.I_0x7FFF0000, Arg.I_16), Expect.of(refused));
