@@ -177,16 +177,26 @@ class OpenHandles {
 public:
     void add(int32_t fd) {
         std::lock_guard lock(mutex_);
-        fds_.insert(fd);
+        fds_.insert(Descriptor{fd});
     }
     bool take(int32_t fd) {
         std::lock_guard lock(mutex_);
-        return fds_.erase(fd) != 0;
+        return fds_.erase(Descriptor{fd}) != 0;
     }
 
 private:
+    // Key and hash of this unit's own keep every piece of the set's code local to the library: a
+    // set of plain ints would export its rehash and node allocation beside the library's functions.
+    struct Descriptor {
+        int32_t fd;
+        bool operator==(const Descriptor&) const = default;
+    };
+    struct DescriptorHash {
+        size_t operator()(const Descriptor& d) const noexcept { return static_cast<uint32_t>(d.fd); }
+    };
+
     std::mutex mutex_;
-    std::unordered_set<int32_t> fds_;
+    std::unordered_set<Descriptor, DescriptorHash> fds_;
 };
 
 OpenHandles& open_handles() {

@@ -61,6 +61,7 @@ public final class HostileCatalogue {
         S_SURROGATE(() -> "a\uD800b\uDC00"),
         S_NUL(() -> "a\u0000b"),
         S_OOM(HostileCatalogue::unconvertible),
+        S_IP(() -> "192.168.1.2"),
         // numbers
         I_0(() -> 0),
         I_1(() -> 1),
@@ -98,6 +99,7 @@ public final class HostileCatalogue {
         O_STRING_ARRAY(() -> new String[] {"x"}),
         O_STRING(() -> "x"),
         O_STRING_1MB(() -> MB),
+        O_STRING_EMPTY(() -> ""),
         O_STRING_SURROGATE(() -> "a\uD800b"),
         O_STRING_OOM(HostileCatalogue::unconvertible),
         O_HOLDER(ByteHolder::new),
@@ -186,6 +188,8 @@ public final class HostileCatalogue {
         Object onNegativeInt;         // answer when one of negPositions is negative
         int[] negPositions = new int[0];
         final java.util.Map<String, Object> answers = new java.util.HashMap<>(); // "position:ARG"
+        final java.util.Map<Integer, Object> onHostile = new java.util.HashMap<>(); // position: answer
+        Object always;                // answer of every case of the row, the benign one included
 
         Row(String owner, String method, Kind... kinds) {
             this.owner = owner;
@@ -211,6 +215,26 @@ public final class HostileCatalogue {
             return this;
         }
 
+        /** The answer for every hostile value at these positions. */
+        Row hostile(Object answer, int... positions) {
+            for (int p : positions) onHostile.put(p, answer);
+            return this;
+        }
+
+        /**
+         * The answer of every case of the row, benign arguments included: the native refuses or
+         * answers before anything that the simulated services could change.
+         */
+        Row always(Object answer) {
+            always = answer;
+            return this;
+        }
+
+        /** What the call with only benign arguments (or none) must answer. */
+        Expect benign() {
+            return always == null ? Expect.ANY : Expect.of(always == NULL ? null : always);
+        }
+
         Expect expect(int position, Arg arg) {
             if (answers.containsKey(position + ":" + arg.name())) {
                 Object v = answers.get(position + ":" + arg.name());
@@ -223,7 +247,11 @@ public final class HostileCatalogue {
             if ((arg == Arg.I_MIN || arg == Arg.I_NEG1) && onNegativeInt != null && contains(negPositions, position)) {
                 return Expect.of(onNegativeInt == NULL ? null : onNegativeInt);
             }
-            return Expect.ANY;
+            if (onHostile.containsKey(position)) {
+                Object v = onHostile.get(position);
+                return Expect.of(v == NULL ? null : v);
+            }
+            return benign();
         }
     }
 
@@ -248,25 +276,34 @@ public final class HostileCatalogue {
         return new Row(owner, method, kinds);
     }
 
-    /** What usbWrite answers for an argument it refuses: the failure JSON with an empty reason. */
+    /** What the USB functions write for an argument or a setting they refuse: Result -1, empty reason. */
     static final String USB_REFUSED = "{\"Result\":-1,\"FailReason\":\"\"}";
 
+    /** The failure text of the LAN, WAN and storage families (a blank after the comma). */
+    static final String FAILURE = "{\"Result\":-1, \"FailReason\":\"\"}";
+
+    /** json-c's rendering of the one-member fault object with Result -1. */
+    static final String FAULT = "{ \"Result\": -1 }";
+
     private static final Kind S = Kind.STR, I = Kind.INT, Z = Kind.BOOL, SA = Kind.STRS;
+    private static final Arg[] NO_LIST = {Arg.A_NULL, Arg.A_EMPTY};
 
     // ---- the tables --------------------------------------------------------------------------------
 
     static List<Row> baseServiceTable() {
         return List.of(
                 r(BASE, "lanGetNetInfo"),
-                r(BASE, "lanSetDevAccessPermission", S, I, Z).nullString("1"),
+                // A flag other than 0 or 1 is answered with the failure text, nothing is sent.
+                r(BASE, "lanSetDevAccessPermission", S, I, Z).nullString("1").hostile(FAILURE, 1),
                 r(BASE, "lanGetDevInternetAccessBlacklist"),
                 r(BASE, "lanGetDevStorageAccessBlacklist"),
                 r(BASE, "lanGetDevBandwidth"),
+                // A missing MAC is sent as an empty one; the normalised MAC never exceeds 17 characters.
                 r(BASE, "lanSetDevMaxBandwidth", S, I, I),
                 r(BASE, "lanGetDevMaxBandwidth", S),
                 r(BASE, "lanGetPortStatus"),
                 r(BASE, "lanSetDevStatsStatus", I),
-                r(BASE, "getLANHostStats", S),
+                r(BASE, "getLANHostStats", S).nullString(FAILURE),
                 r(BASE, "sysGetCpuUsage"),
                 r(BASE, "sysGetMemUsage"),
                 r(BASE, "sysGetIpAddr"),
@@ -276,28 +313,44 @@ public final class HostileCatalogue {
                 r(BASE, "usbLock", I),
                 r(BASE, "usbUnlock", I),
                 r(BASE, "usbOpen", I),
-                r(BASE, "usbDataAvailable", Kind.HANDLE),
+                // Above 51579 the flag is 0 without waiting; the wait on a negative descriptor
+                // fails, which also gives 0.
+                r(BASE, "usbDataAvailable", Kind.HANDLE).hostile(false, 0),
+                // Negative numbers are refused by the binding; offset + count beyond what may be
+                // allocated is refused as a block that cannot be had; a descriptor beyond the
+                // select set fails the wait (Result -1 in the text).
                 r(BASE, "usbRead", Kind.HANDLE, Kind.HOLDER, I, I, Kind.SECONDS).negative(NULL, 0, 2, 3, 4)
+                        .answer(USB_REFUSED, 0, Arg.I_MAX).hostile(NULL, 2, 3)
                         .answer(NULL, 1, Arg.O_NULL, Arg.O_OBJECT, Arg.O_STRING, Arg.O_INT_HOLDER, Arg.O_OTHER_NAME_HOLDER),
                 r(BASE, "usbWrite", Kind.HANDLE, Kind.BYTES, I, I)
                         .answer(USB_REFUSED, 0, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX)
                         .answer(USB_REFUSED, 1, Arg.B_NULL, Arg.B_EMPTY)
                         .answer(USB_REFUSED, 2, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX)
                         .answer(USB_REFUSED, 3, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX),
-                r(BASE, "usbSetSerial", Kind.HANDLE, I, I, I, I, Z, Z),
+                // The benign rate 1 is none of the 31 accepted rates, and the rate is looked up
+                // before anything else: every case is refused in the text.
+                r(BASE, "usbSetSerial", Kind.HANDLE, I, I, I, I, Z, Z).always(USB_REFUSED),
                 r(BASE, "usbClose", Kind.HANDLE).answer(USB_REFUSED, 0, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX), // no handle
                 r(BASE, "usbUnregisterAll"),
                 r(BASE, "wanGetIfStats"),
                 r(BASE, "wanGetPppoeAccount"),
-                r(BASE, "wanCreateL2tpTunnel", S, S, S),
-                r(BASE, "wanRemoveL2tpTunnel", S),
-                r(BASE, "wanAttachL2tpTunnel", S, SA),
-                r(BASE, "wanDetachL2tpTunnel", S, SA),
-                r(BASE, "wanGetL2tpTunnelStatus", S),
-                r(BASE, "addWANAccessRule", S, S, I, S).nullString(-1, 0),
-                r(BASE, "deleteWANAccessRule", S, S, I, S).nullString(-1, 0),
+                // A server address of 256 characters or more, or a user or password of 64 or more,
+                // is refused by the tunnel set-up: the failure text.
+                r(BASE, "wanCreateL2tpTunnel", S, S, S).nullString(NULL)
+                        .answer(FAILURE, 0, Arg.S_1MB).answer(FAILURE, 1, Arg.S_1MB).answer(FAILURE, 2, Arg.S_1MB),
+                // A tunnel name over 63 characters is refused by the tear-down.
+                r(BASE, "wanRemoveL2tpTunnel", S).nullString(NULL).answer(FAILURE, 0, Arg.S_1MB),
+                // An absent or empty list gives an empty address list, a missing argument of the
+                // attach and detach functions: null, nothing sent.
+                r(BASE, "wanAttachL2tpTunnel", S, SA).nullString(NULL).answer(NULL, 1, NO_LIST),
+                r(BASE, "wanDetachL2tpTunnel", S, SA).nullString(NULL).answer(NULL, 1, NO_LIST),
+                r(BASE, "wanGetL2tpTunnelStatus", S).nullString(NULL),
+                // The benign address "x" is no IP address text: every case is refused before the
+                // rule is sent.
+                r(BASE, "addWANAccessRule", S, S, I, S).always(-1),
+                r(BASE, "deleteWANAccessRule", S, S, I, S).always(-1),
                 r(BASE, "wlanGetSecurity", I),
-                r(BASE, "wlanSetSecurity", I, S, S),
+                r(BASE, "wlanSetSecurity", I, S, S).nullString(-1),
                 r(BASE, "wlanSetAutoChannelEnable", I, I),
                 r(BASE, "wlanSetChannelWidth", I, I),
                 r(BASE, "wlanSetForbidChannel", I, I, Kind.CHARS).answer(-1, 1, Arg.I_MAX).answer(-1, 2, Arg.C_EMPTY), // counts beyond the array
@@ -319,13 +372,15 @@ public final class HostileCatalogue {
                 r(BASE, "setFilesScanSwitch", I),
                 r(BASE, "getFilesScanListByType", S).nullString(NULL),
                 r(BASE, "queryVolumeLabelInfo"),
-                r(BASE, "changeVolumeLabelName", S, S).nullString(false, 0),
-                r(BASE, "changeVolumeLabelNameByPath", S, S).nullString(false, 0),
+                r(BASE, "changeVolumeLabelName", S, S).nullString(false),
+                r(BASE, "changeVolumeLabelNameByPath", S, S).nullString(false),
                 r(BASE, "getVolumeLabelMntPath", S).nullString(NULL),
                 r(BASE, "getMediaFilesInfo"),
-                r(BASE, "jniHttpForwardAttachAuth", SA, Z),
-                r(BASE, "jniHttpForwardStart", I, I, SA, SA, I, Z),
-                r(BASE, "jniHttpForwardStop"),
+                // With the switch off (the benign value) nothing is set and Java is told "0",
+                // whatever the list.
+                r(BASE, "jniHttpForwardAttachAuth", SA, Z).hostile("0", 0),
+                r(BASE, "jniHttpForwardStart", I, I, SA, SA, I, Z).answer("-1", 2, Arg.A_10000).answer("-1", 3, Arg.A_10000), // more than 32
+                r(BASE, "jniHttpForwardStop").always("0"),
                 r(BASE, "getPluginPermissions"),
                 r(BASE, "getFeatureSwitch", S).nullString(1),
                 r(BASE, "getAPIFilePath"),
@@ -342,25 +397,29 @@ public final class HostileCatalogue {
                 r(BUNDLE, "uninstall", S).nullString(-1),
                 r(BUNDLE, "reset", S).nullString(-1),
                 r(BUNDLE, "queryBundleState", SA),
-                r(BUNDLE, "queryInstallProcess", S).nullString("{ \"Result\": -1 }"));
+                r(BUNDLE, "queryInstallProcess", S).nullString(FAULT));
     }
 
+    // A path of 1 MB is far beyond PATH_MAX: every call on it fails (ENAMETOOLONG) and answers
+    // false, 0 or null; a mode with bits beyond rwx is refused by access (EINVAL).
     static List<Row> unixFileSystemTable() {
         return List.of(
-                r(UNIXFS, "checkAccess", S, I).nullString(false),
-                r(UNIXFS, "getBooleanAttributes", S),
-                r(UNIXFS, "getLastModifiedTime", S),
-                r(UNIXFS, "getLength", S),
-                r(UNIXFS, "delete", S).nullString(false),
-                r(UNIXFS, "list", S).nullString(NULL),
-                r(UNIXFS, "createDirectory", S).nullString(false),
-                r(UNIXFS, "rename", S, S).nullString(false, 0),
-                r(UNIXFS, "canonicalize0", S).nullString(NULL),
+                r(UNIXFS, "checkAccess", S, I).nullString(false).answer(false, 0, Arg.S_1MB).hostile(false, 1),
+                r(UNIXFS, "getBooleanAttributes", S).nullString(0).answer(0, 0, Arg.S_1MB),
+                r(UNIXFS, "getLastModifiedTime", S).nullString(0L).answer(0L, 0, Arg.S_1MB),
+                r(UNIXFS, "getLength", S).nullString(0L).answer(0L, 0, Arg.S_1MB),
+                r(UNIXFS, "delete", S).nullString(false).answer(false, 0, Arg.S_1MB),
+                r(UNIXFS, "list", S).nullString(NULL).answer(NULL, 0, Arg.S_1MB),
+                r(UNIXFS, "createDirectory", S).nullString(false).answer(false, 0, Arg.S_1MB),
+                r(UNIXFS, "rename", S, S).nullString(false).answer(false, 0, Arg.S_1MB).answer(false, 1, Arg.S_1MB),
+                // A leading part (no "/") of more than 256 characters cannot be canonicalised.
+                r(UNIXFS, "canonicalize0", S).nullString(NULL).answer(NULL, 0, Arg.S_1MB),
                 r(UNIXFS, "initIDs"));
     }
 
     static List<Row> fileUtilsTable() {
-        return List.of(r(FILEUTILS, "copyFile", S, S).nullString(false, 0));
+        return List.of(r(FILEUTILS, "copyFile", S, S).nullString(false)
+                .answer(false, 0, Arg.S_1MB).answer(false, 1, Arg.S_1MB));
     }
 
     static List<Row> allRows() {
@@ -400,8 +459,9 @@ public final class HostileCatalogue {
             add(out, ENTITY, "send#" + type, List.of(Arg.O_OBJECT), Expect.ANY);
         }
         for (int type : UNKNOWN_COMMANDS) {
+            // An unknown command leaves the buffer empty: null, whatever the argument.
             for (Arg a : List.of(Arg.O_NULL, Arg.O_OBJECT, Arg.O_STRING)) {
-                add(out, ENTITY, "send#" + type, List.of(a), Expect.ANY);
+                add(out, ENTITY, "send#" + type, List.of(a), Expect.of(null));
             }
         }
         return out;
@@ -409,6 +469,10 @@ public final class HostileCatalogue {
 
     /** Calls picked by hand: offsets and counts beyond the array, holders of the wrong shape. */
     private static void extraCases(List<Case> out) {
+        // An empty text converts to no text at all: a missing argument, the buffer stays empty.
+        for (int type : STRING_COMMANDS) {
+            add(out, ENTITY, "send#" + type, List.of(Arg.O_STRING_EMPTY), Expect.of(null));
+        }
         Object refused = USB_REFUSED;
         String m = "usbWrite";
         add(out, BASE, m, List.of(Arg.I_1, Arg.B_16, Arg.I_0x7FFF0000, Arg.I_16), Expect.of(refused));
@@ -431,6 +495,20 @@ public final class HostileCatalogue {
         m = "wlanSetForbidChannel";
         add(out, BASE, m, List.of(Arg.I_1, Arg.I_10000, Arg.C_1), Expect.of(-1));
         add(out, BASE, m, List.of(Arg.I_1, Arg.I_16, Arg.C_EMPTY), Expect.of(-1));
+        // With the switch on only the last element decides: one that is null or empty does not
+        // convert and counts as a failure; an empty list sets nothing and answers "0".
+        m = "jniHttpForwardAttachAuth";
+        add(out, BASE, m, List.of(Arg.A_NULL_ELEMENTS, Arg.Z_TRUE), Expect.of("-1"));
+        add(out, BASE, m, List.of(Arg.A_HOSTILE_ELEMENTS, Arg.Z_TRUE), Expect.of("-1"));
+        add(out, BASE, m, List.of(Arg.A_EMPTY, Arg.Z_TRUE), Expect.of("0"));
+        // Valid addresses: a port read as unsigned is 65536 or more, or the third text is
+        // missing, and the rule is refused before it is sent.
+        for (String rule : List.of("addWANAccessRule", "deleteWANAccessRule")) {
+            for (Arg port : List.of(Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX)) {
+                add(out, BASE, rule, List.of(Arg.S_IP, Arg.S_IP, port, Arg.S_OK), Expect.of(-1));
+            }
+            add(out, BASE, rule, List.of(Arg.S_IP, Arg.S_IP, Arg.I_1, Arg.S_NULL), Expect.of(-1));
+        }
     }
 
     /**
@@ -495,10 +573,10 @@ public final class HostileCatalogue {
             List<Arg> benign = new ArrayList<>();
             for (Kind k : row.kinds) benign.add(k.benign);
             if (row.kinds.isEmpty()) {
-                add(out, row.owner, row.method, List.of(), Expect.ANY);
+                add(out, row.owner, row.method, List.of(), row.benign());
                 continue;
             }
-            add(out, row.owner, row.method, List.copyOf(benign), Expect.ANY);
+            add(out, row.owner, row.method, List.copyOf(benign), row.benign());
             for (int p = 0; p < row.kinds.size(); p++) {
                 for (Arg a : row.kinds.get(p).hostile) {
                     List<Arg> args = new ArrayList<>(benign);
