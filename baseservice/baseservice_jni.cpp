@@ -287,8 +287,7 @@ extern "C" JNIEXPORT jint JNICALL Java_com_zentrix_nodalis_deviceservice_impl_Ba
     return 0;
 }
 
-// The count comes from the caller and is compared with neither the array nor the block: only the
-// characters both hold are copied, so a count beyond either sends what exists.
+// A count beyond the array or beyond the 32-byte block is refused with -1 and nothing is sent.
 extern "C" JNIEXPORT jint JNICALL
 Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidChannel(JNIEnv* env, jobject,
                                                                                        jint radioIndex, jint count,
@@ -298,6 +297,7 @@ Java_com_zentrix_nodalis_deviceservice_impl_BaseServiceJNIMethods_wlanSetForbidC
         env->ExceptionClear();
         return -1;
     }
+    if (count > static_cast<jint>(kChannelBlockSize) || (chars && count > chars.length())) return -1;
     ChannelBlock block;
     if (count >= 1) {
         block.reset(static_cast<uint8_t*>(std::malloc(kChannelBlockSize)));

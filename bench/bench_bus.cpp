@@ -1,6 +1,9 @@
 // Bus round trip against its baseline, a raw AF_UNIX sequenced-packet request/reply between two
 // processes. Both servers run in forked children and serve each connection on its own thread;
 // every calling thread has its own connection. The request is 4 bytes naming the reply size.
+//
+// Each run also reports cpu_ns_per_call: the CPU time (user and system, every thread) that the
+// calling process and its server spent over the timed loop, divided by the calls made.
 #include <benchmark/benchmark.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -8,6 +11,8 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <time.h>
 
 #include <cstdio>
 #include <cstring>
@@ -26,6 +31,38 @@ constexpr const char* kRawEndpoint = "bench-raw";
 constexpr const char* kBusEndpoint = "bench-bus";
 constexpr uint32_t kTimeoutMs = 5000;
 constexpr uint32_t kMaxReply = 4096;
+
+// The servers' process ids, for their CPU clocks.
+pid_t g_rawServer = -1;
+pid_t g_busServer = -1;
+
+// CPU time of a whole process (every thread, user and system) in nanoseconds; 0 if unreadable.
+int64_t process_cpu_ns(pid_t pid) {
+    clockid_t id;
+    timespec ts{};
+    if (clock_getcpuclockid(pid, &id) != 0 || clock_gettime(id, &ts) != 0) return 0;
+    return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
+}
+
+// CPU of the calling process and the server together, taken by the first thread around the timed
+// loop: the loop starts and ends for all threads at once, so the span covers every thread's calls.
+class CallCpu {
+public:
+    CallCpu(benchmark::State& state, pid_t server) : state_(state), server_(server) {
+        if (state_.thread_index() == 0) start_ = now();
+    }
+    void report() {
+        if (state_.thread_index() != 0 || state_.iterations() == 0) return;
+        double calls = static_cast<double>(state_.iterations()) * state_.threads();
+        state_.counters["cpu_ns_per_call"] = static_cast<double>(now() - start_) / calls;
+    }
+
+private:
+    int64_t now() const { return process_cpu_ns(getpid()) + process_cpu_ns(server_); }
+    benchmark::State& state_;
+    pid_t server_;
+    int64_t start_ = 0;
+};
 
 sockaddr_un raw_address() {
     sockaddr_un a{};
@@ -91,6 +128,7 @@ public:
         close(p[0]);
     }
     bool ready() const { return ready_; }
+    pid_t pid() const { return pid_; }
     void stop() {
         if (pid_ <= 0) return;
         kill(pid_, SIGKILL);
@@ -113,12 +151,14 @@ void BM_RawRoundTrip(benchmark::State& state) {
         return;
     }
     std::vector<uint8_t> reply(n);
+    CallCpu cpu(state, g_rawServer);
     for (auto _ : state) {
         if (send(fd, &n, sizeof n, 0) != sizeof n || recv(fd, reply.data(), n, 0) != static_cast<ssize_t>(n)) {
             state.SkipWithError("raw round trip failed");
             break;
         }
     }
+    cpu.report();
     close(fd);
     state.SetItemsProcessed(state.iterations());
 }
@@ -133,12 +173,14 @@ void BM_BusRoundTrip(benchmark::State& state) {
         state.SkipWithError("first bus call failed");
         return;
     }
+    CallCpu cpu(state, g_busServer);
     for (auto _ : state) {
         if (ZX_MSG_RpcCall(&head, 1, 0, &n, sizeof n, reply.data(), n, kTimeoutMs) != ZX_OK) {
             state.SkipWithError("bus round trip failed");
             break;
         }
     }
+    cpu.report();
     zxhost::drop_thread_connections();
     state.SetItemsProcessed(state.iterations());
 }
@@ -161,6 +203,8 @@ int main(int argc, char** argv) {
     ServerProcess raw(raw_server);
     ServerProcess bus(bus_server);
     int rc = 1;
+    g_rawServer = raw.pid();
+    g_busServer = bus.pid();
     if (raw.ready() && bus.ready()) {
         benchmark::RunSpecifiedBenchmarks();
         rc = 0;

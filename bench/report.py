@@ -107,6 +107,13 @@ def main():
             detail = f"{fmt_time(seconds(s))} vs {fmt_time(seconds(b))}"
             ok = None if target is None else ratio <= target
             ttext = "" if target is None else f"<= {target:g}"
+        elif kind == "cpu":
+            if "cpu_ns_per_call" not in s or "cpu_ns_per_call" not in b:
+                return
+            ratio = s["cpu_ns_per_call"] / b["cpu_ns_per_call"]
+            detail = f"{s['cpu_ns_per_call'] / 1e3:9.2f} us vs {b['cpu_ns_per_call'] / 1e3:9.2f} us"
+            ok = None if target is None else ratio <= target
+            ttext = "" if target is None else f"<= {target:g}"
         else:
             ratio = s["items_per_second"] / b["items_per_second"]
             detail = f"{s['items_per_second']:10.0f}/s vs {b['items_per_second']:10.0f}/s"
@@ -119,6 +126,12 @@ def main():
              f"BM_BusRoundTrip/{size}/threads:1", f"BM_RawRoundTrip/{size}/threads:1", "time", 1.2)
         pair(f"bus round trip, {size} B reply, 4 threads (calls/s)",
              f"BM_BusRoundTrip/{size}/threads:4", f"BM_RawRoundTrip/{size}/threads:4", "rate", 0.85)
+    # CPU time per call: user and system time of the calling process and its server together.
+    for threads in (1, 4):
+        for size in (4, 512, 4096):
+            pair(f"bus CPU per call, {size} B reply, {threads} thread(s) (caller + server)",
+                 f"BM_BusRoundTrip/{size}/threads:{threads}", f"BM_RawRoundTrip/{size}/threads:{threads}", "cpu",
+                 1.15)
     for size in (4096, 43216, 262144):
         pair(f"shared-block transfer, {size} B (median time)",
              f"BM_VdataTransfer/{size}", f"BM_ShmObjectTransfer/{size}", "time",

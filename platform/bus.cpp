@@ -228,12 +228,14 @@ FrameHeader make_frame(Kind kind, uint32_t msgId, uint32_t mid, uint32_t dataLen
     return h;
 }
 
-// The answer to call `call`: status and dataLen bytes at data.
-[[nodiscard]] bool send_reply(int fd, const FrameHeader& call, uint32_t status, const void* data, uint32_t dataLen) {
+// The answer to call `call`: status and dataLen bytes at data. Waits for room on the caller's side
+// until the deadline.
+[[nodiscard]] bool send_reply(int fd, const FrameHeader& call, uint32_t status, const void* data, uint32_t dataLen,
+                              const Deadline& deadline) {
     FrameHeader h = make_frame(Kind::Reply, call.msgId, call.mid, dataLen);
     h.seq = call.seq;
     h.status = status;
-    return send_frame(fd, h, nullptr, data, Deadline::never()) == 0;
+    return send_frame(fd, h, nullptr, data, deadline) == 0;
 }
 
 // Copies a name into a routing-header name field; a name that fills the field is not terminated.
@@ -305,8 +307,10 @@ struct Listener {
     Fd s(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (!s) return ZX_ERR_SYS;
     if (uint32_t st = bind_endpoint(s.get(), addr); st != ZX_OK) return st;
+    // bind leaves the socket file as wide as the umask lets it; only our user may connect, and
+    // nobody can before listen.
     struct stat st {};
-    if (listen(s.get(), SOMAXCONN) != 0 || lstat(addr.path(), &st) != 0) {
+    if (chmod(addr.path(), 0600) != 0 || listen(s.get(), SOMAXCONN) != 0 || lstat(addr.path(), &st) != 0) {
         unlink(addr.path());
         return ZX_ERR_SYS;
     }
@@ -513,6 +517,9 @@ Endpoint& endpoint() {
     return *e;
 }
 
+// How long the dispatching thread waits for room to hand an answer to a caller that does not read.
+constexpr uint32_t kAnswerRoomMs = 100;
+
 void close_caller(Endpoint& ep, int fd) {
     (void)epoll_ctl(ep.epoll.get(), EPOLL_CTL_DEL, fd, nullptr);
     std::erase_if(ep.callers, [fd](const Fd& c) { return c.get() == fd; });
@@ -548,7 +555,11 @@ std::optional<uint32_t> dispatch_from(Endpoint& ep, int fd) {
     msg->uiDataLen = h.dataLen;
     ZX_MSG_PROC_FN fn = h.mid < ZX_MSG_MAX_MID ? ep.handlers[h.mid].load() : nullptr;
     uint32_t result = fn ? fn(msg) : ZX_MSG_ERR_NO_HANDLER;
-    if (h.kind == kind_word(Kind::Call) && !send_reply(fd, h, result, nullptr, 0)) close_caller(ep, fd);
+    // A caller waiting for its answer always has room for it. One that lets answers pile up unread
+    // would hold the message thread (and every other caller) if the thread waited for it: it gets
+    // a moment, then loses its connection.
+    if (h.kind == kind_word(Kind::Call) && !send_reply(fd, h, result, nullptr, 0, Deadline::after(kAnswerRoomMs)))
+        close_caller(ep, fd);
     return result;
 }
 
@@ -712,7 +723,7 @@ void serve_connection(ServiceConnection& conn, const BusHandler& handler) {
         handler(req, answer);
         if (req.oneWay || answer.noReply) continue;
         auto len = static_cast<uint32_t>(std::min<size_t>({answer.data.size(), h.replyCap, ZX_MSG_MAX_DATA}));
-        if (!send_reply(conn.fd.get(), h, answer.status, answer.data.data(), len)) break;
+        if (!send_reply(conn.fd.get(), h, answer.status, answer.data.data(), len, Deadline::never())) break;
     }
     // The caller sees the end now, not when the connection is reaped.
     shutdown(conn.fd.get(), SHUT_RDWR);

@@ -179,7 +179,11 @@ std::shared_ptr<Arena> open_arena(const std::string& dir) {
         if (!map) unlink(path.c_str());
     } else if (errno == EEXIST) {
         Fd existing(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-        if (existing.get() >= 0) map = join_arena(existing.get());
+        // Only an arena of our own user that no other user can write is joined.
+        struct stat st {};
+        if (existing.get() >= 0 && fstat(existing.get(), &st) == 0 && S_ISREG(st.st_mode) &&
+            st.st_uid == geteuid() && (st.st_mode & 0077) == 0)
+            map = join_arena(existing.get());
     }
     if (!map) return nullptr;
     return std::make_shared<Arena>(Arena{dir, std::move(map)});

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <cerrno>
@@ -49,9 +50,12 @@ uint32_t CtlServer::start(const std::string& path, LineHandler handler, std::uni
 
     UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!listener) return ZX_ERR_SYS;
+    // bind leaves the socket file as wide as the umask lets it: only our user may connect.
     if (bind(listener.get(), reinterpret_cast<const sockaddr*>(&addr), sizeof addr) != 0 ||
-        listen(listener.get(), 16) != 0)
+        chmod(path.c_str(), 0600) != 0 || listen(listener.get(), 16) != 0) {
+        unlink(path.c_str());
         return ZX_ERR_SYS;
+    }
     UniqueFd wake(eventfd(0, EFD_CLOEXEC));
     if (!wake) {
         unlink(path.c_str());
@@ -97,9 +101,14 @@ void CtlServer::run() {
 }
 
 void CtlServer::accept_client() {
-    // The bus directory is private to our user (mode 0700), so whoever connects is one of us.
-    int fd = accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd >= 0) clients_.push_back({UniqueFd(fd), {}});
+    // The bus directory and the socket are private to our user; a client of another user that got
+    // through all the same (a directory opened up by hand) is closed unanswered.
+    UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!fd) return;
+    ucred cred{};
+    socklen_t len = sizeof cred;
+    if (getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0 || cred.uid != geteuid()) return;
+    clients_.push_back({std::move(fd), {}});
 }
 
 bool CtlServer::serve_client(Client& client) {

@@ -5,8 +5,11 @@
 
 #include <termios.h>
 
+#include <cerrno>
 #include <cstring>
+#include <mutex>
 #include <optional>
+#include <unordered_set>
 
 #include "trace_unit.h"
 #include "zx_velm_jni_api.h"
@@ -167,6 +170,30 @@ void apply_flow_and_raw(termios& tio, bool hardware, bool software) {
     tio.c_cc[VMIN] = 0;
 }
 
+// The descriptors UsbOpen handed out and no close has taken back. Close takes back only these: any
+// other number belongs to the JVM or the gateway's own code (its standard output, a jar, a bus
+// socket), and closing it would let a later open reuse the number behind its owner's back.
+class OpenHandles {
+public:
+    void add(int32_t fd) {
+        std::lock_guard lock(mutex_);
+        fds_.insert(fd);
+    }
+    bool take(int32_t fd) {
+        std::lock_guard lock(mutex_);
+        return fds_.erase(fd) != 0;
+    }
+
+private:
+    std::mutex mutex_;
+    std::unordered_set<int32_t> fds_;
+};
+
+OpenHandles& open_handles() {
+    static OpenHandles handles;
+    return handles;
+}
+
 const Rate* find_rate(uint32_t rate) {
     for (const Rate& r : kRates)
         if (r.rate == rate) return &r;
@@ -256,6 +283,7 @@ extern "C" uint32_t ZX_JNI_UsbOpen(uint32_t uiDevId, char* buf, uint32_t size) {
             kVelmApi.last_word(1250_ln, static_cast<uint32_t>(fd), static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0, 0);
             write_reason(buf, size, -1, reply.acFailReason);
         } else {
+            open_handles().add(fd);
             ZX_OS_Printf("ZX_JNI_UsbOpen : %d.\n", fd);
             write_pair(buf, size, "Handle", fd);
         }
@@ -269,9 +297,16 @@ extern "C" uint32_t ZX_JNI_UsbClose(uint32_t uiHandle, char* buf, uint32_t size)
         kVelmApi.last_word(1294_ln, 1);
         return 1;
     }
-    int32_t result = ZX_OS_Close(static_cast<int32_t>(uiHandle));
+    // A number that is not an open handle is told like a descriptor that is already closed.
+    const int32_t fd = static_cast<int32_t>(uiHandle);
+    int32_t result = -1;
+    int32_t error = EBADF;
+    if (open_handles().take(fd)) {
+        result = ZX_OS_Close(fd);
+        error = ZX_OS_GetLastErr();
+    }
     if (result != 0) {
-        kVelmApi.last_word(1300_ln, static_cast<uint32_t>(result), static_cast<uint32_t>(ZX_OS_GetLastErr()), 0, 0, 0);
+        kVelmApi.last_word(1300_ln, static_cast<uint32_t>(result), static_cast<uint32_t>(error), 0, 0, 0);
         write_failed(buf, size, -1);
     } else {
         write_ok(buf, size);

@@ -163,6 +163,39 @@ TEST_F(UsbOpenClose, OpenAnswersTheHandleOfTheDeviceTerminal) {
     expect_last_word(traces(), 1300, 0xFFFFFFFF, {EBADF, 0, 0, 0});
 }
 
+TEST_F(UsbOpenClose, CloseTakesBackOnlyTheHandlesOpenGave) {
+    // A descriptor of the process itself (standard output, a pipe) is no handle: close refuses it
+    // like a closed one and it stays open for its owner.
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    handles_.push_back(fds[0]);
+    handles_.push_back(fds[1]);
+    char buf[128] = {};
+    for (int fd : {1, fds[0], fds[1]}) {
+        ASSERT_EQ(ZX_JNI_UsbClose(static_cast<uint32_t>(fd), buf, sizeof buf), 0u);
+        EXPECT_STREQ(buf, kLocalFailure);
+        expect_last_word(traces(), 1300, 0xFFFFFFFF, {EBADF, 0, 0, 0});
+        EXPECT_NE(fcntl(fd, F_GETFD), -1) << "descriptor " << fd << " is still open";
+    }
+    ASSERT_EQ(write(fds[1], "x", 1), 1) << "the pipe still works";
+
+    // A handle that open gave is closed once; its number is refused from then on, even when the
+    // process reuses it for something else.
+    int handle = open_device("plugA", 1, kEchoDevice);
+    ASSERT_GE(handle, 0);
+    ASSERT_EQ(ZX_JNI_UsbClose(handle, buf, sizeof buf), 0u);
+    EXPECT_STREQ(buf, kOk);
+    handles_.clear();
+    handles_.push_back(fds[0]);
+    handles_.push_back(fds[1]);
+    int reused = dup2(fds[0], handle);
+    ASSERT_EQ(reused, handle);
+    handles_.push_back(reused);
+    ASSERT_EQ(ZX_JNI_UsbClose(handle, buf, sizeof buf), 0u);
+    EXPECT_STREQ(buf, kLocalFailure);
+    EXPECT_NE(fcntl(reused, F_GETFD), -1) << "the reused number is left to its new owner";
+}
+
 TEST_F(UsbOpenClose, RefusedOpenCarriesTheServiceReason) {
     char buf[128] = {};
     ASSERT_EQ(ZX_JNI_UsbRegister("plugA", 1, buf, sizeof buf), 0u);

@@ -42,6 +42,15 @@ public final class HostileCatalogue {
 
     private static final String MB = "a".repeat(1 << 20);
 
+    /**
+     * A string the child's heap (256 MB) holds but cannot convert: 60 million characters outside
+     * Latin-1 take 120 MB, their UTF-8 bytes another 180 MB, so getBytes raises OutOfMemoryError
+     * inside the library's own call.
+     */
+    static String unconvertible() {
+        return "\u4e00".repeat(60_000_000);
+    }
+
     /** The argument values, each made fresh in the child that runs the case. */
     enum Arg {
         // strings
@@ -51,6 +60,7 @@ public final class HostileCatalogue {
         S_1MB(() -> MB),
         S_SURROGATE(() -> "a\uD800b\uDC00"),
         S_NUL(() -> "a\u0000b"),
+        S_OOM(HostileCatalogue::unconvertible),
         // numbers
         I_0(() -> 0),
         I_1(() -> 1),
@@ -80,6 +90,7 @@ public final class HostileCatalogue {
         A_NULL_ELEMENTS(() -> new String[] {null, "x", null}),
         A_10000(() -> strings(10000, "192.168.1.2")),
         A_HOSTILE_ELEMENTS(() -> new String[] {MB, "a\uD800b", "a\u0000b", ""}),
+        A_OOM_ELEMENT(() -> new String[] {"x", unconvertible()}),
         // objects
         O_NULL(() -> null),
         O_OBJECT(Object::new),
@@ -88,6 +99,7 @@ public final class HostileCatalogue {
         O_STRING(() -> "x"),
         O_STRING_1MB(() -> MB),
         O_STRING_SURROGATE(() -> "a\uD800b"),
+        O_STRING_OOM(HostileCatalogue::unconvertible),
         O_HOLDER(ByteHolder::new),
         O_INT_HOLDER(IntHolder::new),
         O_OTHER_NAME_HOLDER(OtherNameHolder::new),
@@ -135,15 +147,23 @@ public final class HostileCatalogue {
         }
     }
 
-    /** What a case must answer besides returning: anything, or exactly this value. */
-    record Expect(boolean defined, Object value) {
-        static final Expect ANY = new Expect(false, null);
+    /**
+     * What a case must answer besides returning: anything, exactly this value, or what the case
+     * {@code sameAs} answered (a string that cannot be converted answers as a null one).
+     */
+    record Expect(boolean defined, Object value, int sameAs) {
+        static final Expect ANY = new Expect(false, null, -1);
 
         static Expect of(Object value) {
-            return new Expect(true, value);
+            return new Expect(true, value, -1);
+        }
+
+        static Expect sameAs(Case other) {
+            return new Expect(false, null, other.index());
         }
 
         String describe() {
+            if (sameAs >= 0) return "the answer of case " + sameAs;
             return defined ? "answer " + render(value) : "any answer";
         }
     }
@@ -265,7 +285,7 @@ public final class HostileCatalogue {
                         .answer(USB_REFUSED, 2, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX)
                         .answer(USB_REFUSED, 3, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX),
                 r(BASE, "usbSetSerial", Kind.HANDLE, I, I, I, I, Z, Z),
-                r(BASE, "usbClose", Kind.HANDLE),
+                r(BASE, "usbClose", Kind.HANDLE).answer(USB_REFUSED, 0, Arg.I_MIN, Arg.I_NEG1, Arg.I_MAX), // no handle
                 r(BASE, "usbUnregisterAll"),
                 r(BASE, "wanGetIfStats"),
                 r(BASE, "wanGetPppoeAccount"),
@@ -398,8 +418,8 @@ public final class HostileCatalogue {
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.B_16, Arg.I_MAX, Arg.I_MAX), Expect.of(refused));
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.B_NULL, Arg.I_0, Arg.I_16), Expect.of(refused));
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.B_EMPTY, Arg.I_0, Arg.I_16), Expect.of(refused));
-        // A number that is no handle of this library: the JVM's own standard output.
-        add(out, BASE, "usbClose", List.of(Arg.I_1), Expect.ANY);
+        // A number that is no handle of this library, the JVM's own standard output, stays open.
+        add(out, BASE, "usbClose", List.of(Arg.I_1), Expect.of(refused));
         refused = null;
         m = "usbRead";
         add(out, BASE, m, List.of(Arg.H_OPEN, Arg.O_HOLDER, Arg.I_0, Arg.I_320MB, Arg.I_0), Expect.of(refused));
@@ -411,6 +431,53 @@ public final class HostileCatalogue {
         m = "wlanSetForbidChannel";
         add(out, BASE, m, List.of(Arg.I_1, Arg.I_10000, Arg.C_1), Expect.of(-1));
         add(out, BASE, m, List.of(Arg.I_1, Arg.I_16, Arg.C_EMPTY), Expect.of(-1));
+    }
+
+    /**
+     * A string whose conversion runs out of Java heap, once per native that takes one: the error
+     * is cleared inside the library and the native answers as it does for a null string (the case
+     * with null in the same place), with no exception pending in any later JNI call.
+     */
+    private static void outOfMemoryCases(List<Case> out) {
+        for (int type : STRING_COMMANDS) {
+            add(out, ENTITY, "send#" + type, List.of(Arg.O_STRING_OOM), Expect.of(null));
+        }
+        for (Row row : allRows()) {
+            int str = row.kinds.indexOf(Kind.STR);
+            int strs = row.kinds.indexOf(Kind.STRS);
+            List<Arg> benign = new ArrayList<>();
+            for (Kind k : row.kinds) benign.add(k.benign);
+            if (str >= 0) {
+                List<Arg> withNull = new ArrayList<>(benign);
+                withNull.set(str, Arg.S_NULL);
+                Case nullCase = find(out, row.owner, row.method, withNull);
+                List<Arg> args = new ArrayList<>(benign);
+                args.set(str, Arg.S_OOM);
+                add(out, row.owner, row.method, List.copyOf(args), Expect.sameAs(nullCase));
+            }
+            if (strs >= 0) {
+                // Switches on, so that the elements are read at all; attaching answers by its last
+                // element, which does not convert.
+                List<Arg> args = new ArrayList<>(benign);
+                args.set(strs, Arg.A_OOM_ELEMENT);
+                args.replaceAll(a -> a == Arg.Z_FALSE ? Arg.Z_TRUE : a);
+                boolean lastDecides = row.method.equals("jniHttpForwardAttachAuth");
+                add(out, row.owner, row.method, List.copyOf(args), lastDecides ? Expect.of("-1") : Expect.ANY);
+            }
+        }
+    }
+
+    private static Case find(List<Case> out, String owner, String method, List<Arg> args) {
+        for (Case c : out) {
+            if (c.owner().equals(owner) && c.method().equals(method) && c.args().equals(args)) return c;
+        }
+        throw new IllegalStateException("no case " + owner + "." + method + args);
+    }
+
+    /** Whether a case converts a string that runs out of heap. */
+    static boolean outOfMemory(Case c) {
+        return c.args().contains(Arg.S_OOM) || c.args().contains(Arg.A_OOM_ELEMENT)
+                || c.args().contains(Arg.O_STRING_OOM);
     }
 
     private static void add(List<Case> out, String owner, String method, List<Arg> args, Expect e) {
@@ -441,6 +508,7 @@ public final class HostileCatalogue {
             }
         }
         extraCases(out);
+        outOfMemoryCases(out);
         cases = Collections.unmodifiableList(out);
         return cases;
     }

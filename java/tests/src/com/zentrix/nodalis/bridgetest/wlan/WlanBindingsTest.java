@@ -212,25 +212,29 @@ class WlanBindingsTest {
     }
 
     @Test
-    void aCountBeyondTheArrayOrTheBlockSendsWhatExists() throws Exception {
-        assertEquals(0, jni.wlanSetForbidChannel(1, 40, new char[] {36, 40}));
-        byte[] got = ctl().payloads("wifi", FORBID_CHANNEL).get(0);
-        assertEquals(40, word(got, 4));
-        assertArrayEquals(new byte[] {36, 40, 0}, Arrays.copyOfRange(got, 8, 11));
-        assertEquals(ints(36, 40), radio(1).getAsJsonArray("forbiddenChannels"));
+    void aCountBeyondTheArrayOrTheBlockIsRefusedAndNothingIsSent() throws Exception {
+        // A count beyond the array would read characters Java never passed.
+        assertEquals(-1, jni.wlanSetForbidChannel(1, 40, new char[] {36, 40}));
+        assertEquals(-1, jni.wlanSetForbidChannel(1, 1, new char[0]));
+        assertTrue(ctl().payloads("wifi", FORBID_CHANNEL).isEmpty(), "nothing is sent");
 
+        // More than 32 channels would overflow the block; 32 fill it, and the record keeps 31.
         char[] many = new char[100];
         Arrays.fill(many, (char) 0x0124); // low byte 36
-        jni.wlanSetForbidChannel(1, Integer.MAX_VALUE, many);
-        got = ctl().payloads("wifi", FORBID_CHANNEL).get(0);
+        assertEquals(-1, jni.wlanSetForbidChannel(1, Integer.MAX_VALUE, many));
+        assertEquals(-1, jni.wlanSetForbidChannel(1, 33, many));
+        assertTrue(ctl().payloads("wifi", FORBID_CHANNEL).isEmpty(), "nothing is sent");
+        assertEquals(0, jni.wlanSetForbidChannel(1, 32, many));
+        byte[] got = ctl().payloads("wifi", FORBID_CHANNEL).get(0);
+        assertEquals(32, word(got, 4));
         byte[] channels = new byte[32];
         Arrays.fill(channels, 0, 31, (byte) 36);
         assertArrayEquals(channels, Arrays.copyOfRange(got, 8, 40), "31 characters and the block's end");
+        assertEquals(ints(36), radio(1).getAsJsonArray("forbiddenChannels"));
 
         assertEquals(0, jni.wlanSetForbidChannel(1, 3, null), "no array: an empty channel text");
         got = ctl().payloads("wifi", FORBID_CHANNEL).get(0);
         assertArrayEquals(new byte[32], Arrays.copyOfRange(got, 8, 40));
-        assertEquals(0, jni.wlanSetForbidChannel(1, 2, new char[0]));
         assertEquals(ints(), radio(1).getAsJsonArray("forbiddenChannels"));
     }
 
