@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -250,9 +251,15 @@ void fault_text(const uint8_t* data, size_t size) {
 
 }  // namespace
 
+static std::string g_busDir = "/tmp/zx-fuzz-json-XXXXXX";
+
+// The private bus directory and its arena go when the run ends.
+static void remove_bus_dir() { std::filesystem::remove_all(g_busDir); }
+
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    static std::string dir = "/tmp/zx-fuzz-json-XXXXXX";
-    if (mkdtemp(dir.data())) setenv("ZX_BUS_DIR", dir.c_str(), 1);
+    if (!mkdtemp(g_busDir.data())) return 0;
+    setenv("ZX_BUS_DIR", g_busDir.c_str(), 1);
+    std::atexit(remove_bus_dir);
     return 0;
 }
 

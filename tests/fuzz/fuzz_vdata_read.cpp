@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -49,10 +50,15 @@ void expect_clean(uint64_t allocations) {
 
 }  // namespace
 
+static std::string g_busDir = "/tmp/zx-fuzz-vdata-XXXXXX";
+
+// The private bus directory and its arena go when the run ends.
+static void remove_bus_dir() { std::filesystem::remove_all(g_busDir); }
+
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    static std::string dir = "/tmp/zx-fuzz-vdata-XXXXXX";
-    if (!mkdtemp(dir.data())) return 0;
-    setenv("ZX_BUS_DIR", dir.c_str(), 1);
+    if (!mkdtemp(g_busDir.data())) return 0;
+    setenv("ZX_BUS_DIR", g_busDir.c_str(), 1);
+    std::atexit(remove_bus_dir);
     return 0;
 }
 
