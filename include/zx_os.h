@@ -235,7 +235,10 @@ uint32_t ZX_OS_Compress(const void *src, uint32_t srcLen, void *dst, uint32_t *d
 
 /* Decompresses one compressed unit into dst of dstCapacity bytes. ZX_ERR_PARAM for NULL
  * arguments, ZX_ERR_CORRUPT for a bad header or malformed data, ZX_ERR_NOSPACE when the original
- * is larger than dstCapacity (nothing beyond dstCapacity is written). */
+ * is larger than dstCapacity (nothing beyond dstCapacity is written). When src lies in a block of
+ * ZX_OS_MemMallocD / ZX_OS_MemMallocSet, the unit must lie within that block: one cut by the
+ * block's end, or whose header claims more bytes than the block holds, is ZX_ERR_CORRUPT and
+ * nothing beyond the block is read (the same holds for ZX_OS_DecompressedLen, which gives 0). */
 uint32_t ZX_OS_Decompress(const void *src, void *dst, uint32_t dstCapacity);
 
 /* Original length recorded in a compressed unit's header (0 when the header is not valid). */

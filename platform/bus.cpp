@@ -464,18 +464,14 @@ bool set_receive_timeout(Connection& c, uint32_t ms) {
             continue;
         }
         if (n <= 0) return drop_with(c, ZX_MSG_ERR_TRANSPORT);
-        auto received = static_cast<size_t>(n);
-        std::memcpy(&h, frame, std::min(received, sizeof h));
-        if (!zxp::bus::header_valid(h, received) || h.kind != kind_word(Kind::Reply))
-            return drop_with(c, ZX_MSG_ERR_BAD_FRAME);
-        if (h.seq < seq) {
-            blocking = false;
-            continue;
+        switch (zxp::bus::take_reply(frame, capacity, static_cast<size_t>(n), seq, reply, replyCap, h)) {
+            case zxp::bus::ReplyVerdict::Answer: return h.status;
+            case zxp::bus::ReplyVerdict::Stale:  // a late answer to a call that timed out
+                blocking = false;
+                continue;
+            case zxp::bus::ReplyVerdict::Bad: break;
         }
-        if (h.seq != seq || zxp::bus::check_frame(h, received) != ZX_OK || h.dataLen > replyCap)
-            return drop_with(c, ZX_MSG_ERR_BAD_FRAME);
-        if (h.dataLen) std::memcpy(reply, frame + sizeof h, h.dataLen);
-        return h.status;
+        return drop_with(c, ZX_MSG_ERR_BAD_FRAME);
     }
 }
 
@@ -550,7 +546,7 @@ std::optional<uint32_t> dispatch_from(Endpoint& ep, int fd) {
     m.msg_iovlen = 3;
     ssize_t n = recvmsg(fd, &m, MSG_DONTWAIT | MSG_TRUNC);
     if (n < 0 && (errno == EAGAIN || errno == EINTR)) return std::nullopt;
-    if (n <= 0 || zxp::bus::check_frame(h, static_cast<size_t>(n)) != ZX_OK || h.kind == kind_word(Kind::Reply)) {
+    if (n <= 0 || !zxp::bus::request_valid(h, static_cast<size_t>(n))) {
         close_caller(ep, fd);
         return std::nullopt;
     }
@@ -707,7 +703,6 @@ struct ServiceConnection {
 // Serves one caller connection until it ends, sends a frame we cannot trust, or the service stops.
 void serve_connection(ServiceConnection& conn, const BusHandler& handler) {
     std::vector<uint8_t> frame(zxp::bus::kMaxFrame);
-    constexpr size_t kDataAt = sizeof(FrameHeader) + sizeof(ZX_MSG_HEAD_S);
     FrameHeader h{};
     BusRequest req;
     BusAnswer answer;  // reused, so a handler filling it allocates only while answers grow
@@ -715,17 +710,13 @@ void serve_connection(ServiceConnection& conn, const BusHandler& handler) {
         ssize_t n = recv(conn.fd.get(), frame.data(), frame.size(), MSG_TRUNC);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) break;
-        auto received = static_cast<size_t>(n);
-        std::memcpy(&h, frame.data(), std::min(received, sizeof h));
-        if (zxp::bus::check_frame(h, received) != ZX_OK || h.kind == kind_word(Kind::Reply)) break;
-        std::memcpy(&req.head, frame.data() + sizeof h, sizeof req.head);
+        if (!zxp::bus::take_request(frame.data(), frame.size(), static_cast<size_t>(n), h, req.head, req.data)) break;
         req.oneWay = h.kind == kind_word(Kind::OneWay);
         req.msgId = h.msgId;
         req.mid = h.mid;
         req.timeoutMs = req.oneWay ? 0 : h.timeoutMs;
         req.replyCap = req.oneWay ? 0 : h.replyCap;
         req.callerPid = conn.pid;
-        req.data = std::span<const uint8_t>(frame.data() + kDataAt, h.dataLen);
         answer.status = 0;
         answer.data.clear();
         answer.noReply = false;

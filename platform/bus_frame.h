@@ -6,8 +6,11 @@
 // same host, so every word is in host byte order.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <span>
 
 #include "zx_errno.h"
 #include "zx_msg.h"
@@ -68,6 +71,46 @@ inline constexpr size_t frame_size(uint16_t kind, uint32_t dataLen) {
 [[nodiscard]] inline uint32_t check_frame(const FrameHeader& h, size_t received) {
     if (!header_valid(h, received) || h.dataLen > ZX_MSG_MAX_DATA) return ZX_MSG_ERR_BAD_FRAME;
     return received == frame_size(h.kind, h.dataLen) ? ZX_OK : ZX_MSG_ERR_BAD_FRAME;
+}
+
+// The decoders below take a received datagram as the receiving side has it: `received` is its
+// real length (MSG_TRUNC), of which the first `capacity` bytes are in `frame`. They never read
+// past frame[capacity] and never write more than the frame's own data.
+
+// What a caller makes of a datagram that arrives while it waits for the reply to call `seq`.
+enum class ReplyVerdict {
+    Answer,  // the reply: h is its header and its h.dataLen bytes are in reply
+    Stale,   // the late answer to an earlier call that timed out: skip it and wait on
+    Bad,     // not a reply we can trust: the connection must not be used again
+};
+
+[[nodiscard]] inline ReplyVerdict take_reply(const uint8_t* frame, size_t capacity, size_t received, uint64_t seq,
+                                             void* reply, uint32_t replyCap, FrameHeader& h) {
+    h = FrameHeader{};
+    std::memcpy(&h, frame, std::min({received, capacity, sizeof h}));
+    if (!header_valid(h, received) || h.kind != static_cast<uint16_t>(Kind::Reply)) return ReplyVerdict::Bad;
+    if (h.seq < seq) return ReplyVerdict::Stale;
+    if (h.seq != seq || check_frame(h, received) != ZX_OK || h.dataLen > replyCap || received > capacity)
+        return ReplyVerdict::Bad;
+    if (h.dataLen) std::memcpy(reply, frame + sizeof h, h.dataLen);
+    return ReplyVerdict::Answer;
+}
+
+// A frame a serving endpoint takes from a caller: a whole call or one-way message.
+[[nodiscard]] inline bool request_valid(const FrameHeader& h, size_t received) {
+    return check_frame(h, received) == ZX_OK && h.kind != static_cast<uint16_t>(Kind::Reply);
+}
+
+// A call or one-way message received whole into frame: its header, routing header and data (a
+// view into frame). False for a frame the serving side drops with its connection.
+[[nodiscard]] inline bool take_request(const uint8_t* frame, size_t capacity, size_t received, FrameHeader& h,
+                                       ZX_MSG_HEAD_S& head, std::span<const uint8_t>& data) {
+    h = FrameHeader{};
+    std::memcpy(&h, frame, std::min({received, capacity, sizeof h}));
+    if (!request_valid(h, received) || received > capacity) return false;
+    std::memcpy(&head, frame + sizeof h, sizeof head);
+    data = std::span<const uint8_t>(frame + sizeof h + sizeof head, h.dataLen);
+    return true;
 }
 
 }  // namespace zxp::bus

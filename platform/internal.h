@@ -1,7 +1,9 @@
 // Shared pieces of the platform library's own sources (not installed, not for callers).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "zx_platform.h"
@@ -19,6 +21,10 @@ namespace zxp {
 // nothing and answers as documented in zx_host.h. file and line are the caller's where the call
 // carries them.
 bool fault_hit(zxhost::Call call, const char* file = nullptr, uint32_t line = 0);
+
+// The bytes from p to the end of the tracing allocator's live block that holds p; nothing when p
+// is not inside such a block (memory of any other kind).
+std::optional<size_t> alloc_room(const void* p);
 
 // Settings read from the environment once (and again on zxhost::reload_environment()).
 struct Environment {

@@ -39,6 +39,17 @@ void* allocate(uint32_t size, uint32_t line, const char* file) {
 
 }  // namespace
 
+std::optional<size_t> zxp::alloc_room(const void* p) {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    auto it = blocks().upper_bound(p);  // the first block starting after p
+    if (it == blocks().begin()) return std::nullopt;
+    --it;
+    const auto* start = static_cast<const uint8_t*>(it->first);
+    const auto* at = static_cast<const uint8_t*>(p);
+    if (at >= start + it->second.size) return std::nullopt;
+    return static_cast<size_t>(start + it->second.size - at);
+}
+
 ZX_EXPORT void* ZX_OS_MemMallocD(uint32_t size, uint32_t line, uint32_t /*flags*/, uint32_t /*module*/,
                                  const char* file) {
     return allocate(size, line, file);

@@ -23,10 +23,10 @@ bool read_tunnel_block(Call& call, size_t offset, std::vector<uint8_t>& payload,
     if (status == ZX_OK) status = freed;
     if (status == ZX_OK && rec.uiCompressedLen != rec.uiOriginalLen) {
         payload.assign(rec.uiOriginalLen, 0);
-        if (ZX_OS_DecompressedLen(stored.data()) != rec.uiOriginalLen)
+        if (zxhost::decompressed_len_within(stored) != rec.uiOriginalLen)
             status = ZX_ERR_CORRUPT;
         else
-            status = ZX_OS_Decompress(stored.data(), payload.data(), rec.uiOriginalLen);
+            status = zxhost::decompress_within(stored, payload.data(), rec.uiOriginalLen);
     } else {
         payload = std::move(stored);
     }

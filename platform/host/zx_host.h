@@ -216,6 +216,12 @@ struct VdataBlock {
 // Blocks that exist in the arena now (of every process).
 ZX_HOST_API std::vector<VdataBlock> vdata_list();
 
+// ZX_OS_Decompress and ZX_OS_DecompressedLen of a unit that must lie within `stored` (the bytes
+// read from a block): a unit whose header is cut or claims more bytes than stored holds is
+// ZX_ERR_CORRUPT (length 0), and nothing beyond stored is read.
+ZX_HOST_API uint32_t decompress_within(std::span<const uint8_t> stored, void* dst, uint32_t dstCapacity);
+ZX_HOST_API uint32_t decompressed_len_within(std::span<const uint8_t> stored);
+
 // ---------------------------------------------------------------------------------------------
 // Gateway profile
 // ---------------------------------------------------------------------------------------------

@@ -304,8 +304,8 @@ bool read_query(Call& call, const PluginVDataRecord& rec, ZX_OSGI_QUERY_LIST_S& 
     uint32_t status = ZX_VDATA_ReadData(rec.uivDataID, rec.uiStoredLen, stored.data());
     uint32_t freed = ZX_VDATA_FreeShm(rec.uivDataID);  // the reader owns the block
     if (status == ZX_OK) status = freed;
-    if (status == ZX_OK && ZX_OS_DecompressedLen(stored.data()) != sizeof list) status = ZX_ERR_CORRUPT;
-    if (status == ZX_OK) status = ZX_OS_Decompress(stored.data(), &list, sizeof list);
+    if (status == ZX_OK && zxhost::decompressed_len_within(stored) != sizeof list) status = ZX_ERR_CORRUPT;
+    if (status == ZX_OK) status = zxhost::decompress_within(stored, &list, sizeof list);
     if (status != ZX_OK) call.fail(status);
     return status == ZX_OK;
 }

@@ -345,4 +345,49 @@ TEST_F(VdataTransfer, PluginReaderOfUncompressedBytesRecordsTheDecompressorsErro
     EXPECT_TRUE(nothing_left_behind());
 }
 
+// The bundle manager's record names fewer bytes than the unit in its block: the reader's buffer
+// holds only those, and the decompressor refuses the unit as corrupt rather than read past it.
+TEST_F(VdataTransfer, PluginRecordShorterThanItsUnitIsRefusedAsCorrupt) {
+    Bytes data = compressible(5000);
+    for (uint32_t cut : {1u, 5u}) {
+        PluginVDataRecord rec{};
+        ASSERT_EQ(OSGI_JNI_ZipWriteVData(&rec, data.data(), 5000), 0u);
+        rec.uiStoredLen -= cut;
+        PluginDestination dst;
+        EXPECT_EQ(OSGI_JNI_ReadUnzipVData(&rec, dst.bytes.data()), ZX_ERR_CORRUPT) << "cut " << cut;
+        EXPECT_TRUE(dst.guard_intact());
+        EXPECT_EQ(take_records(), std::vector<std::string>{L1(kVelmApi, 644, ZX_ERR_CORRUPT)});
+        EXPECT_TRUE(nothing_left_behind());
+    }
+}
+
+TEST_F(VdataTransfer, PluginRecordShorterThanAUnitHeaderIsRefusedAsCorrupt) {
+    Bytes data = compressible(5000);
+    PluginVDataRecord rec{};
+    ASSERT_EQ(OSGI_JNI_ZipWriteVData(&rec, data.data(), 5000), 0u);
+    rec.uiStoredLen = ZX_OS_COMPRESS_HEADER - 1;
+    PluginDestination dst;
+    EXPECT_EQ(OSGI_JNI_ReadUnzipVData(&rec, dst.bytes.data()), ZX_ERR_CORRUPT);
+    EXPECT_TRUE(dst.guard_intact());
+    EXPECT_EQ(take_records(), std::vector<std::string>{L1(kVelmApi, 644, ZX_ERR_CORRUPT)});
+    EXPECT_TRUE(nothing_left_behind());
+}
+
+// A block whose unit header claims a payload longer than the block (the fuzzer's find): the
+// reader stops at the block's end.
+TEST_F(VdataTransfer, PluginUnitClaimingMoreThanItsBlockIsRefusedAsCorrupt) {
+    // "ZXC1", 13 bytes original, a payload of 0x4000 bytes claimed, 14 present.
+    Bytes unit = {'Z', 'X', 'C', '1', 13, 0, 0, 0, 0x00, 0x40, 0, 0, 0xD0, 'h', 'e', 'l', 'l', 'o', ' ',
+                  'p',  'l', 'u', 'g', '-', 'i', 'n'};
+    PluginVDataRecord rec{};
+    rec.uiStoredLen = static_cast<uint32_t>(unit.size());
+    ASSERT_EQ(ZX_VDATA_CreShm(rec.uiStoredLen, &rec.uivDataID), ZX_OK);
+    ASSERT_EQ(ZX_VDATA_UpdateData(rec.uivDataID, rec.uiStoredLen, unit.data()), ZX_OK);
+    PluginDestination dst;
+    EXPECT_EQ(OSGI_JNI_ReadUnzipVData(&rec, dst.bytes.data()), ZX_ERR_CORRUPT);
+    EXPECT_TRUE(dst.guard_intact());
+    EXPECT_EQ(take_records(), std::vector<std::string>{L1(kVelmApi, 644, ZX_ERR_CORRUPT)});
+    EXPECT_TRUE(nothing_left_behind());
+}
+
 }  // namespace

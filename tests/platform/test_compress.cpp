@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "payloads.h"
+#include "zx_host.h"
 #include "zx_platform.h"
 
 namespace {
@@ -271,6 +272,44 @@ TEST(Compress, UnitsAreSelfDelimitingInAStream) {
     EXPECT_TRUE(std::equal(a.begin(), a.end(), out.begin()));
     ASSERT_EQ(ZX_OS_Decompress(stream.data() + second, out.data(), 43216), ZX_OK);
     EXPECT_EQ(out, b);
+}
+
+// The decompressor has no input length. A unit in a block of the platform's allocator (the
+// bridge's read buffers) must lie within the block: a header cut by the block's end, or claiming
+// a payload beyond it, is corrupt and nothing past the block is read.
+TEST(Compress, UnitInAnAllocatorBlockMustLieWithinTheBlock) {
+    const Bytes src = bundle_table(40);
+    const Bytes unit = compress(src);
+    Bytes out(43216);
+    for (size_t len : {unit.size(), unit.size() - 1, size_t{kHeader}, size_t{kHeader - 1}, size_t{1}}) {
+        auto* block = static_cast<uint8_t*>(ZX_OS_MemMallocD(static_cast<uint32_t>(len), __LINE__, 0, 1, "test"));
+        ASSERT_NE(block, nullptr);
+        std::memcpy(block, unit.data(), len);
+        const bool whole = len == unit.size();
+        EXPECT_EQ(ZX_OS_Decompress(block, out.data(), 43216), whole ? ZX_OK : ZX_ERR_CORRUPT) << len << " bytes";
+        EXPECT_EQ(ZX_OS_DecompressedLen(block), whole ? src.size() : 0u) << len << " bytes";
+        ZX_OS_MemFreeD(block, "test", __LINE__);
+    }
+    EXPECT_EQ(std::vector<uint8_t>(out.begin(), out.begin() + static_cast<long>(src.size())), src);
+}
+
+TEST(Compress, UnitWithinStoredBytesIsReadNoFurtherThanThem) {
+    const Bytes src = address_list(3000, 2);
+    Bytes unit = compress(src);
+    Bytes out(3000);
+    EXPECT_EQ(zxhost::decompress_within(unit, out.data(), 3000), ZX_OK);
+    EXPECT_EQ(out, src);
+    EXPECT_EQ(zxhost::decompressed_len_within(unit), 3000u);
+    // Cut anywhere, the unit is corrupt and has no length.
+    for (size_t len : {unit.size() - 1, size_t{kHeader}, size_t{kHeader - 1}, size_t{0}}) {
+        std::span<const uint8_t> stored(unit.data(), len);
+        EXPECT_EQ(zxhost::decompress_within(stored, out.data(), 3000), ZX_ERR_CORRUPT) << len << " bytes";
+        EXPECT_EQ(zxhost::decompressed_len_within(stored), 0u) << len << " bytes";
+    }
+    // A payload length beyond the stored bytes, though within what LZ4 could produce.
+    put_le32(unit, 8, le32(unit, 8) + 1);
+    EXPECT_EQ(zxhost::decompress_within(unit, out.data(), 3000), ZX_ERR_CORRUPT);
+    EXPECT_EQ(zxhost::decompress_within(std::span<const uint8_t>(), out.data(), 3000), ZX_ERR_PARAM);
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include "test_env.h"
 #include "zx_host.h"
 #include "zx_platform.h"
+#include "zx_wire_vdata.h"
 
 namespace {
 
@@ -356,6 +357,42 @@ TEST(SimServices, UnknownMessageIdIsAnsweredWithItsStatusAndRecorded) {
     EXPECT_EQ(json_int(r, "timeoutMs"), 5000);
     EXPECT_EQ(json_text(r, "data"), "deadbeef01");
     EXPECT_EQ(json_text(member(r, "head"), "srcName"), std::string(32, 'x'));
+}
+
+// A block record whose lengths do not fit its unit: the service reads no further than the bytes
+// the record names and refuses the request as corrupt; the block is freed all the same.
+TEST(SimServices, TunnelBlockWhoseUnitClaimsMoreThanItsStoredBytesIsRefusedAsCorrupt) {
+    zxtest::ScopedBusDir bus;
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+
+    // A compressed unit of 3000 bytes, stored whole in the block; records naming fewer bytes.
+    std::vector<uint8_t> domains(3000, 'a');
+    std::vector<uint8_t> unit(3100);
+    uint32_t unitLen = static_cast<uint32_t>(unit.size());
+    ASSERT_EQ(ZX_OS_Compress(domains.data(), 3000, unit.data(), &unitLen), ZX_OK);
+    for (uint32_t stored : {unitLen - 1, 5u}) {
+        TunnelVDataRecord rec{};
+        ASSERT_EQ(ZX_VDATA_CreShm(unitLen, &rec.uivDataID), ZX_OK);
+        ASSERT_EQ(ZX_VDATA_UpdateData(rec.uivDataID, unitLen, unit.data()), ZX_OK);
+        rec.uiOriginalLen = 3000;
+        rec.uiCompressedLen = stored;
+        ZX_MSG_HEAD_S head = make_head("tarn");
+        uint32_t reply = 0;
+        EXPECT_EQ(ZX_MSG_RpcCall(&head, 0x48304170u, 0, &rec, sizeof rec, &reply, sizeof reply, 5000), ZX_ERR_CORRUPT)
+            << "stored " << stored;
+        EXPECT_TRUE(zxhost::vdata_list().empty()) << "stored " << stored;
+    }
+    // Whole, the same unit is read.
+    TunnelVDataRecord rec{};
+    ASSERT_EQ(ZX_VDATA_CreShm(unitLen, &rec.uivDataID), ZX_OK);
+    ASSERT_EQ(ZX_VDATA_UpdateData(rec.uivDataID, unitLen, unit.data()), ZX_OK);
+    rec.uiOriginalLen = 3000;
+    rec.uiCompressedLen = unitLen;
+    ZX_MSG_HEAD_S head = make_head("tarn");
+    uint32_t reply = 0;
+    EXPECT_EQ(ZX_MSG_RpcCall(&head, 0x48304171u, 0, &rec, sizeof rec, &reply, sizeof reply, 5000), ZX_OK);
+    EXPECT_TRUE(zxhost::vdata_list().empty());
 }
 
 TEST(SimServices, EventCentreAcceptsAndRecordsEventsWithTheirBytes) {
