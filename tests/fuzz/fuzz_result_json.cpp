@@ -18,11 +18,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "fuzz_support.h"
 #include "zx_host.h"
 #include "zx_velm_bundle.h"
 #include "zx_velm_jni_api.h"
@@ -251,15 +251,8 @@ void fault_text(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-static std::string g_busDir = "/tmp/zx-fuzz-json-XXXXXX";
-
-// The private bus directory and its arena go when the run ends.
-static void remove_bus_dir() { std::filesystem::remove_all(g_busDir); }
-
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    if (!mkdtemp(g_busDir.data())) return 0;
-    setenv("ZX_BUS_DIR", g_busDir.c_str(), 1);
-    std::atexit(remove_bus_dir);
+    zxfuzz::use_private_bus_dir("/tmp/zx-fuzz-json-XXXXXX");
     return 0;
 }
 

@@ -16,10 +16,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "fuzz_support.h"
 #include "zx_bridge.h"
 #include "zx_host.h"
 
@@ -50,15 +50,8 @@ void expect_clean(uint64_t allocations) {
 
 }  // namespace
 
-static std::string g_busDir = "/tmp/zx-fuzz-vdata-XXXXXX";
-
-// The private bus directory and its arena go when the run ends.
-static void remove_bus_dir() { std::filesystem::remove_all(g_busDir); }
-
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    if (!mkdtemp(g_busDir.data())) return 0;
-    setenv("ZX_BUS_DIR", g_busDir.c_str(), 1);
-    std::atexit(remove_bus_dir);
+    zxfuzz::use_private_bus_dir("/tmp/zx-fuzz-vdata-XXXXXX");
     return 0;
 }
 
