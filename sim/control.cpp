@@ -134,6 +134,8 @@ Failure op_inject(Gateway& gw, json_object* req, json_object*) {
         fault.times = *times;
     }
     gw.faults().inject(service->name(), *msgId, fault);
+    const Command* command = find_command(service->commands(), *msgId);
+    gw.faults().report_inject(service->name(), *msgId, command ? command->name : "", fault);
     return std::nullopt;
 }
 
@@ -150,6 +152,7 @@ Failure op_inject_clear(Gateway& gw, json_object* req, json_object* answer) {
     if (has_member(req, "msgId") && !(msgId = requested_msg_id(service, req)))
         return "\"msgId\" must be a 32-bit number or the name of one of the service's commands";
     size_t cleared = gw.faults().clear(serviceName, msgId);
+    gw.faults().report_clear(serviceName, msgId, cleared);
     json_object_object_add(answer, "cleared", json_object_new_int64(static_cast<int64_t>(cleared)));
     return std::nullopt;
 }

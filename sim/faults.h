@@ -3,12 +3,14 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace zxsim {
 
@@ -29,6 +31,20 @@ struct Fault {
 
 class Faults {
 public:
+    using Report = std::function<void(const std::string& line)>;
+
+    // From now on every injection, clearing and crash is described by one line (no newline) given
+    // to `report`; `served` names the services of this process, which a crash takes down
+    // together. Called before the services start; without it (the default) nothing is reported.
+    void report_to(Report report, std::vector<std::string> served);
+    // Reports an injection made through the control socket; `command` is the command's name, or
+    // "" when the service has none for that id.
+    void report_inject(const std::string& service, uint32_t msgId, const std::string& command, const Fault& fault);
+    // Reports that `cleared` faults were removed by the filters given.
+    void report_clear(const std::optional<std::string>& service, std::optional<uint32_t> msgId, size_t cleared);
+    // Reports the crash of `service` on a call of msgId, then kills this process (SIGKILL).
+    [[noreturn]] void crash(const std::string& service, uint32_t msgId, const std::string& command);
+
     // Sets the fault of (service, msgId), replacing an earlier one.
     void inject(const std::string& service, uint32_t msgId, const Fault& fault);
     // Removes the faults that match; an absent filter matches everything. Returns how many.
@@ -44,6 +60,8 @@ private:
     std::condition_variable releasedCv_;
     bool released_ = false;
     std::map<std::pair<std::string, uint32_t>, Fault> table_;
+    Report report_;
+    std::vector<std::string> served_;
 };
 
 }  // namespace zxsim

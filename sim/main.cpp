@@ -1,11 +1,15 @@
 // gatewaysim: the simulated gateway's service processes.
 //
 //   gatewaysim [--services tarn,app_m,...] [--ctl NAME] [--profile PATH]
+//   gatewaysim --help
 //
 // Serves the named services (default: all of them) on the bus, each from its member of the
 // profile's "services" object, and listens for control requests on <bus dir>/<NAME>.ctl
 // (default NAME: gatewaysim). Prints "gatewaysim ready <pid>" once everything is up. SIGTERM,
 // SIGINT or the control operation "shutdown" close every endpoint and end with status 0.
+// Every fault injected through the control socket, and every crash it causes, is reported with
+// one line on standard error. --help (-h) prints the usage and touches nothing; an unknown
+// option prints it on standard error and ends with status 2.
 #include <signal.h>
 #include <unistd.h>
 
@@ -25,10 +29,22 @@ struct Options {
     std::string profile;
 };
 
-void usage() {
-    std::fprintf(stderr, "usage: gatewaysim [--services NAME,NAME,...] [--ctl NAME] [--profile PATH]\nservices:");
-    for (const zxsim::ServiceDef* def : zxsim::all_services()) std::fprintf(stderr, " %s", def->name);
-    std::fprintf(stderr, "\n");
+void usage(FILE* out) {
+    std::fprintf(out,
+                 "usage: gatewaysim [--services NAME,NAME,...] [--ctl NAME] [--profile PATH]\n"
+                 "       gatewaysim --help\n"
+                 "Serves the simulated gateway's services on the bus of ZX_BUS_DIR and answers control\n"
+                 "requests (simctl) on <bus dir>/<NAME>.ctl (default NAME: gatewaysim).\n"
+                 "  --services LIST  serve only these services (default: all of them in this process;\n"
+                 "                   an injected crash takes down every service of the process, so run\n"
+                 "                   one process per service to crash one alone:\n"
+                 "                   gatewaysim --services app_m --ctl app_m)\n"
+                 "  --ctl NAME       name of the control socket\n"
+                 "  --profile PATH   gateway profile (default: ZX_PROFILE, else the default profile)\n"
+                 "  -h, --help       print this help and exit\n"
+                 "services:");
+    for (const zxsim::ServiceDef* def : zxsim::all_services()) std::fprintf(out, " %s", def->name);
+    std::fprintf(out, "\n");
 }
 
 bool parse_services(const std::string& list, std::vector<const zxsim::ServiceDef*>& out) {
@@ -75,9 +91,15 @@ bool parse_args(int argc, char** argv, Options& opt) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+            usage(stdout);
+            return 0;
+        }
+    }
     Options opt;
     if (!parse_args(argc, argv, opt)) {
-        usage();
+        usage(stderr);
         return 2;
     }
     // Blocked before any thread starts, so every thread inherits the mask and main alone takes
@@ -96,6 +118,20 @@ int main(int argc, char** argv) {
         return 1;
     }
     zxsim::Gateway gateway(opt.services, profile.get());
+    std::vector<std::string> served;
+    for (const zxsim::ServiceDef* def : opt.services) served.emplace_back(def->name);
+    // One write a line, so that the line of a crash is out before the process is killed and lines
+    // of several threads never mix.
+    gateway.faults().report_to(
+        [](const std::string& line) {
+            std::string text = line + "\n";
+            for (size_t done = 0; done < text.size();) {
+                ssize_t n = write(STDERR_FILENO, text.data() + done, text.size() - done);
+                if (n <= 0) break;
+                done += static_cast<size_t>(n);
+            }
+        },
+        std::move(served));
     std::string error;
     if (!gateway.start(opt.ctl, error)) {
         std::fprintf(stderr, "gatewaysim: %s\n", error.c_str());

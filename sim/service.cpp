@@ -57,7 +57,10 @@ void Service::handle(const zxhost::BusRequest& req, zxhost::BusAnswer& answer) {
         switch (fault->kind) {
             case FaultKind::Status: answer.status = fault->value; return;
             case FaultKind::NoReply: answer.noReply = true; return;
-            case FaultKind::Crash: kill(getpid(), SIGKILL); return;
+            case FaultKind::Crash: {
+                const Command* cmd = find_command(commands_, req.msgId);
+                faults_.crash(def_.name, req.msgId, cmd ? cmd->name : "");
+            }
             case FaultKind::Delay: faults_.delay(fault->value); break;
         }
     }

@@ -1,5 +1,10 @@
 // gatewaytour: calls every service of the simulated gateway through the platform library and
 // prints what comes back. Run it while gatewaysim serves the same bus directory.
+//
+//   gatewaytour          the tour, on the bus of ZX_BUS_DIR
+//   gatewaytour --help   the usage on standard output; touches no bus
+//
+// Any other argument is a usage error: the usage on standard error, exit status 2.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -24,9 +29,28 @@ void show(const char* what, uint32_t status, const std::string& answer = "") {
     std::printf("  %-44s %-24s %s\n", what, zxhost::status_name(status).c_str(), answer.c_str());
 }
 
+void usage(FILE* out) {
+    std::fputs(
+        "usage: gatewaytour [--help]\n"
+        "Calls every service of the simulated gateway through the platform library and prints\n"
+        "what comes back: the services, app_m's LOID, an event, the platform's values, a shared\n"
+        "data block with compression. Run it while gatewaysim serves the bus of ZX_BUS_DIR.\n"
+        "  -h, --help  print this help and exit\n",
+        out);
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    // Decided before anything touches the bus: asking for help must leave no trace on it.
+    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        usage(stdout);
+        return 0;
+    }
+    if (argc > 1) {
+        usage(stderr);
+        return 2;
+    }
     std::printf("gateway tour on bus %s\n\n", zxhost::bus_dir().c_str());
 
     std::printf("services (a call of message id 0 to each; the simulator answers unknown commands):\n");

@@ -7,9 +7,11 @@
 //   simctl [--ctl NAME] set SERVICE '<json object>'
 //   simctl [--ctl NAME] inject SERVICE MSGID status|delay VALUE [TIMES]
 //   simctl [--ctl NAME] inject SERVICE MSGID noreply|crash [TIMES]
+//   simctl --help
 //
 // Numbers may be decimal or 0x-hex. Exit status: 0 when the answer has "ok": true, 1 when it has
-// not, 2 for a usage error or when the simulator cannot be reached.
+// not, 2 for a usage error or when the simulator cannot be reached. --help (-h) prints the usage
+// on standard output and connects to nothing.
 #include <json-c/json.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -40,7 +42,7 @@ struct Socket {
     }
 };
 
-void usage() {
+void usage(FILE* out) {
     std::fputs(
         "usage: simctl [--ctl NAME] '<json request>'\n"
         "       simctl [--ctl NAME] ping | clear | shutdown\n"
@@ -48,8 +50,15 @@ void usage() {
         "       simctl [--ctl NAME] state SERVICE\n"
         "       simctl [--ctl NAME] set SERVICE '<json object>'\n"
         "       simctl [--ctl NAME] inject SERVICE MSGID status|delay VALUE [TIMES]\n"
-        "       simctl [--ctl NAME] inject SERVICE MSGID noreply|crash [TIMES]\n",
-        stderr);
+        "       simctl [--ctl NAME] inject SERVICE MSGID noreply|crash [TIMES]\n"
+        "       simctl --help\n"
+        "Sends one request to the control socket <bus dir>/<NAME>.ctl of a running gatewaysim\n"
+        "(default NAME: gatewaysim, bus dir from ZX_BUS_DIR) and prints the answer line.\n"
+        "MSGID is a number (decimal or 0x-hex) or the name of one of the service's commands.\n"
+        "A crash kills the gatewaysim process that serves the service, with every other service\n"
+        "it serves; run gatewaysim --services NAME --ctl NAME to crash one service alone.\n"
+        "Exit status: 0 answer \"ok\": true, 1 refused, 2 usage error or simulator unreachable.\n",
+        out);
 }
 
 void add_text(json_object* obj, const char* key, const std::string& value) {
@@ -142,6 +151,12 @@ bool exchange(const std::string& path, const std::string& line, std::string& ans
 
 int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
+    for (const std::string& arg : args) {
+        if (arg == "--help" || arg == "-h") {
+            usage(stdout);
+            return 0;
+        }
+    }
     std::string ctl = "gatewaysim";
     if (args.size() >= 2 && args[0] == "--ctl") {
         ctl = args[1];
@@ -149,7 +164,7 @@ int main(int argc, char** argv) {
     }
     std::string line = request_line(args);
     if (line.empty()) {
-        usage();
+        usage(stderr);
         return kUsage;
     }
     std::string answer;

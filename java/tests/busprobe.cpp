@@ -5,7 +5,8 @@
 //                              MIDWORD in its module id word; prints the status (0x%08X)
 //
 // It runs in the bus directory of its environment (ZX_BUS_DIR), like the JVM that starts it.
-// Exit status 0 once the answer is printed, 2 for a usage error.
+// Exit status 0 once the answer is printed, 2 for a usage error. busprobe --help (-h) prints the
+// usage on standard output and touches no bus.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,7 +18,9 @@ namespace {
 
 constexpr uint32_t kTimeoutMs = 5000;
 
-void usage() { std::fputs("usage: busprobe alive NAME | busprobe call NAME MIDWORD\n", stderr); }
+void usage(FILE* out) {
+    std::fputs("usage: busprobe alive NAME | busprobe call NAME MIDWORD | busprobe --help\n", out);
+}
 
 int alive(const char* name) {
     uint32_t exists = 0;
@@ -47,6 +50,10 @@ int call(const char* name, uint32_t midWord) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        usage(stdout);
+        return 0;
+    }
     if (argc == 3 && std::strcmp(argv[1], "alive") == 0) return alive(argv[2]);
     if (argc == 4 && std::strcmp(argv[1], "call") == 0) {
         char* end = nullptr;
@@ -54,6 +61,6 @@ int main(int argc, char** argv) {
         if (*argv[3] != '\0' && *end == '\0' && midWord <= 0xFFFFFFFFul)
             return call(argv[2], static_cast<uint32_t>(midWord));
     }
-    usage();
+    usage(stderr);
     return 2;
 }

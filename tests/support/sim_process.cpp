@@ -87,6 +87,9 @@ testing::AssertionResult SimProcess::start() {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, writeEnd.get(), STDOUT_FILENO);
+    if (!options_.stderrFile.empty())
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, options_.stderrFile.c_str(),
+                                         O_WRONLY | O_CREAT | O_APPEND, 0600);
     pid_t pid = -1;
     int rc = posix_spawn(&pid, ZX_GATEWAYSIM, &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);

@@ -118,6 +118,7 @@ public:
         std::vector<std::string> services;  // empty: every service
         std::string ctl = "gatewaysim";     // control socket <bus dir>/<ctl>.ctl
         std::string profile;                // empty: the environment's profile
+        std::string stderrFile;             // empty: the test's standard error; else that file (appended)
     };
 
     // Bounds of the waits below; generous, since a sanitizer build starts slowly.
