@@ -230,8 +230,10 @@ TEST(SimReports, InjectedFaultsAndTheCrashOfTheWholeProcessGoToStandardError) {
     ASSERT_TRUE(sim.inject("tarn", 0x4710FFF0, zxtest::Fault::delay(250, 3)));
     ASSERT_TRUE(sim.inject("cwmp", 0x4710FFF0, zxtest::Fault::noreply()));
     ASSERT_TRUE(sim.clear_faults("cwmp"));
+    ASSERT_TRUE(sim.ctl_ok(R"({"op":"inject_clear","service":"tarn","msgId":"0x4710FFF0"})"));
     EXPECT_EQ(call_loid(), 0xF7213003u);  // the status fault is used up
     EXPECT_EQ(call_loid(), static_cast<uint32_t>(ZX_OK));
+    ASSERT_TRUE(sim.ctl_ok(R"({"op":"inject_clear"})"));
     ASSERT_TRUE(sim.inject("app_m", ZX_APPM_RPC_GET_LOID, zxtest::Fault::crash(1)));
     EXPECT_NE(call_loid(), static_cast<uint32_t>(ZX_OK));
     int status = sim.wait();
@@ -244,6 +246,8 @@ TEST(SimReports, InjectedFaultsAndTheCrashOfTheWholeProcessGoToStandardError) {
         "gatewaysim: fault injected: tarn 0x4710FFF0 delay 250 ms, the next 3 calls",
         "gatewaysim: fault injected: cwmp 0x4710FFF0 noreply, every call until cleared",
         "gatewaysim: faults cleared: 1 (service cwmp)",
+        "gatewaysim: faults cleared: 1 (service tarn, id 0x4710FFF0)",
+        "gatewaysim: faults cleared: 0 (all)",
         "gatewaysim: fault injected: " + loid +
             " crash (takes down the whole process, every service it serves: " + all + "), the next call",
         "gatewaysim: crash injected: " + loid + " kills process " + pid + " and with it every service it serves: " +
