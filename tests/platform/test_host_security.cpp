@@ -18,6 +18,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -307,17 +308,35 @@ TEST(HostPeers, ControlSocketRefusesAnotherUser) {
 }
 
 
+// simctl and the build's libraries copied where the other user can reach them: the build tree
+// may lie below a directory only we may enter (/root on a fresh machine), and the loader running
+// as the other user could then not open the platform library.
+class ReachableSimctl {
+public:
+    ReachableSimctl() : dir_("zxsimctl") {
+        namespace fs = std::filesystem;
+        std::error_code ec;
+        fs::create_directory(dir_.path() + "/lib", ec);
+        fs::copy_file(std::string(ZX_BINARY_DIR) + "/bin/simctl", dir_.path() + "/simctl", ec);
+        for (const fs::directory_entry& e : fs::directory_iterator(std::string(ZX_BINARY_DIR) + "/lib", ec))
+            if (e.path().filename().string().find(".so") != std::string::npos)
+                fs::copy_file(e.path(), dir_.path() + "/lib/" + e.path().filename().string(), ec);
+        for (const std::string& d : {dir_.path(), dir_.path() + "/lib"}) chmod(d.c_str(), 0755);
+    }
+    const std::string& dir() const { return dir_.path(); }
+
+private:
+    zxtest::ScopedTempDir dir_;
+};
+
 // simctl as the other user, started through setpriv: the tool's exit status (2: the simulator
 // could not be reached or gave no answer), -1 when it could not be run.
 int simctl_as_nobody(const std::string& ctlName, const std::string& setRequest) {
+    static const ReachableSimctl copy;
     pid_t pid = fork();
     if (pid == 0) {
-        const std::string simctl = std::string(ZX_BINARY_DIR) + "/bin/simctl";
-        int devnull = open("/dev/null", O_WRONLY);
-        if (devnull >= 0) {
-            dup2(devnull, STDOUT_FILENO);
-            dup2(devnull, STDERR_FILENO);
-        }
+        const std::string simctl = copy.dir() + "/simctl";
+        setenv("LD_LIBRARY_PATH", (copy.dir() + "/lib").c_str(), 1);
         execlp("setpriv", "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", simctl.c_str(), "--ctl",
                ctlName.c_str(), "set", "app_m", setRequest.c_str(), static_cast<char*>(nullptr));
         _exit(127);
