@@ -15,7 +15,7 @@ std::string hex_id(uint32_t value) {
     return text;
 }
 
-// "app_m 0x4710304B (GetLoid)"
+// The service, the command id in hex and the command's name in the service's table.
 std::string call_text(const std::string& service, uint32_t msgId, const std::string& command) {
     return service + " " + hex_id(msgId) + (command.empty() ? "" : " (" + command + ")");
 }

@@ -24,8 +24,8 @@ public class BaseServiceJNIMethods {
     // LAN hosts
     /**
      * The LAN hosts as the configuration service sees them. Asks "tarn" for the host count
-     * ({@code ZX_TARN_RPC_GET_HOST_NUM}, 0x47302005, 5000 ms), then "app_m" for the list
-     * ({@code ZX_APPM_RPC_LAN_GET_NET_INFO}, 0x47103046, 30000 ms) with 512 bytes of reply a host
+     * ({@code ZX_TARN_RPC_GET_HOST_NUM}, 5000 ms), then "app_m" for the list
+     * ({@code ZX_APPM_RPC_LAN_GET_NET_INFO}, 30000 ms) with 512 bytes of reply a host
      * (at most 38912 bytes, 76 hosts).
      *
      * @return {@code {"Result":0,"Info":[{"MAC":"00:1A:2B:00:10:01","IP":"192.168.1.2","HostName":"laptop",...}]}};
@@ -37,7 +37,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Sets a LAN device's Internet and storage access ("app_m"
-     * {@code ZX_APPM_RPC_LAN_SET_DEV_ACCESS_PERMISSION}, 0x47103047, 30000 ms; sent as "ON" or
+     * {@code ZX_APPM_RPC_LAN_SET_DEV_ACCESS_PERMISSION}, 30000 ms; sent as "ON" or
      * "OFF").
      *
      * @param device the device: its MAC (such as "001A2B001001", colon form also accepted by the
@@ -52,7 +52,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The hosts whose Internet access is blocked ("app_m"
-     * {@code ZX_APPM_RPC_LAN_GET_INTERNET_BLACKLIST}, 0x47103048, 30000 ms), into a 2048-byte buffer.
+     * {@code ZX_APPM_RPC_LAN_GET_INTERNET_BLACKLIST}, 30000 ms), into a 2048-byte buffer.
      *
      * @return {@code {"Result":0,"BlackList":[{"MAC":"00:1A:2B:00:10:03","HostName":"tv"}]}};
      *         {@code {"Result":-1, "FailReason":""}} when the service fails or does not answer;
@@ -62,7 +62,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The hosts whose storage access is blocked ("app_m"
-     * {@code ZX_APPM_RPC_LAN_GET_STORAGE_BLACKLIST}, 0x47103049, 30000 ms), into a 2048-byte buffer.
+     * {@code ZX_APPM_RPC_LAN_GET_STORAGE_BLACKLIST}, 30000 ms), into a 2048-byte buffer.
      *
      * @return {@code {"Result":0,"BlackList":[...]}} as for
      *         {@link #lanGetDevInternetAccessBlacklist}; {@code {"Result":-1, "FailReason":""}} when
@@ -72,7 +72,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The bandwidth used by the online LAN devices together ("app_m"
-     * {@code ZX_APPM_RPC_LAN_GET_DEV_BANDWIDTH}, 0x47103050, 30000 ms; reply of at most 64 bytes).
+     * {@code ZX_APPM_RPC_LAN_GET_DEV_BANDWIDTH}, 30000 ms; reply of at most 64 bytes).
      *
      * @return {@code {"Result":0,"UsBandwidth":640,"DsBandwidth":5120}} (kbit/s, upstream and
      *         downstream); {@code {"Result":-1, "FailReason":""}} when the service fails or does not
@@ -82,7 +82,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Sets a LAN device's maximum bandwidth ("app_m" {@code ZX_APPM_RPC_LAN_SET_DEV_MAX_BANDWIDTH},
-     * 0x47103052, 30000 ms). The MAC is sent in colon form (12 digits become "00:1A:2B:00:10:01",
+     * 30000 ms). The MAC is sent in colon form (12 digits become "00:1A:2B:00:10:01",
      * case kept; the first 12 characters are taken).
      *
      * @param mac the device's MAC as 12 hexadecimal digits without separators; null sends an
@@ -96,7 +96,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * A LAN device's maximum bandwidth ("app_m" {@code ZX_APPM_RPC_LAN_GET_DEV_MAX_BANDWIDTH},
-     * 0x47103051, 30000 ms; the MAC is sent in colon form, as text without its NUL).
+     * 30000 ms; the MAC is sent in colon form, as text without its NUL).
      *
      * @param mac the device's MAC as 12 hexadecimal digits without separators; null sends an
      *        empty MAC
@@ -107,7 +107,7 @@ public class BaseServiceJNIMethods {
     public native String lanGetDevMaxBandwidth(String mac);
 
     /**
-     * The status of the LAN ports ("app_m" {@code ZX_APPM_RPC_LAN_GET_PORT_STATUS}, 0x4710304F,
+     * The status of the LAN ports ("app_m" {@code ZX_APPM_RPC_LAN_GET_PORT_STATUS},
      * 30000 ms), into a 512-byte buffer.
      *
      * @return {@code {"Result":0,"Ports":[{"Port":1,"Link":"Up","Speed":1000,"Duplex":"Full"}]}}
@@ -118,7 +118,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Switches the per-device traffic statistics on or off ("app_m"
-     * {@code ZX_APPM_RPC_LAN_SET_DEV_STATS_STATUS}, 0x4710304D, 30000 ms).
+     * {@code ZX_APPM_RPC_LAN_SET_DEV_STATS_STATUS}, 30000 ms).
      *
      * @param b1 1 on, 0 off (the simulated service refuses other values with 0xF7302D02)
      * @return the service's answer, {@code {"Result":0,"Status":1}} from the simulated one;
@@ -128,7 +128,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The traffic counters of one LAN host ("tarn" {@code ZX_TARN_RPC_GET_LAN_HOST_STATS},
-     * 0x47302D15, 5000 ms; the MAC is sent as 6 bytes).
+     * 5000 ms; the MAC is sent as 6 bytes).
      *
      * @param mac the host's MAC in colon form, "00:1A:2B:00:10:01" (hexadecimal fields read with
      *        {@code %x}; fields that do not parse are sent as 0)
@@ -158,7 +158,7 @@ public class BaseServiceJNIMethods {
     public native String sysGetMemUsage();
 
     /**
-     * The gateway's IP addresses ("app_m" {@code ZX_APPM_RPC_SYS_GET_IP_ADDR}, 0x4710304C,
+     * The gateway's IP addresses ("app_m" {@code ZX_APPM_RPC_SYS_GET_IP_ADDR},
      * 30000 ms), into a 512-byte buffer.
      *
      * @return {@code {"Result":0,"WanIPv4":"100.64.12.34","LanIPv4":"192.168.1.1","WanIPv6":"2001:db8:1::2","LanIPv6":"2001:db8:2::1"}};
@@ -168,7 +168,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The gateway's LOID, the logical identifier its optical line terminal knows it by ("app_m"
-     * {@code ZX_APPM_RPC_GET_LOID}, 0x4710304B, 30000 ms).
+     * {@code ZX_APPM_RPC_GET_LOID}, 30000 ms).
      *
      * @return the LOID as plain text, such as "ZXLOID0001"; null when the service fails or does not
      *         answer, or the LOID is longer than 127 characters
@@ -178,7 +178,7 @@ public class BaseServiceJNIMethods {
     // USB devices
     /**
      * Registers a plug-in's interest in a type of USB device ("usb_mngt"
-     * {@code ZX_USB_RPC_REGISTER}, 0x47103041, 30000 ms). On the simulated gateway the calling
+     * {@code ZX_USB_RPC_REGISTER}, 30000 ms). On the simulated gateway the calling
      * process then acts as this plug-in for devices of that type (its latest registration for
      * the type counts), and registering an id again takes it over from a process that died.
      *
@@ -193,7 +193,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Withdraws a plug-in's registration and releases its device locks ("usb_mngt"
-     * {@code ZX_USB_RPC_UNREGISTER}, 0x47103042, 30000 ms).
+     * {@code ZX_USB_RPC_UNREGISTER}, 30000 ms).
      *
      * @param plugId the plug-in's id, at most 127 characters
      * @return {@code {"Result":0}}, or {@code {"Result":-1,"FailReason":"plug-in X is not registered"}};
@@ -203,7 +203,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Locks a device for the plug-in the caller registered as ("usb_mngt" {@code ZX_USB_RPC_LOCK},
-     * 0x47103043, 30000 ms). A device must be locked before {@link #usbOpen}.
+     * 30000 ms). A device must be locked before {@link #usbOpen}.
      *
      * @param devId the device id of the USB manager
      * @return {@code {"Result":0}} (also when the caller holds the lock already), or
@@ -214,7 +214,7 @@ public class BaseServiceJNIMethods {
     public native String usbLock(int devId);
 
     /**
-     * Releases a device lock ("usb_mngt" {@code ZX_USB_RPC_UNLOCK}, 0x47103044, 30000 ms).
+     * Releases a device lock ("usb_mngt" {@code ZX_USB_RPC_UNLOCK}, 30000 ms).
      *
      * @param devId the device id of the USB manager
      * @return {@code {"Result":0}}, or {@code {"Result":-1,"FailReason":"device 1 is not locked"}}
@@ -224,7 +224,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Opens a locked device: asks "usb_mngt" for its device file ({@code ZX_USB_RPC_OPEN},
-     * 0x4710303F, 30000 ms), then opens that file for reading and writing in this process.
+     * 30000 ms), then opens that file for reading and writing in this process.
      *
      * @param devId the device id of the USB manager
      * @return {@code {"Result":0,"Handle":42}} with the handle for the data calls;
@@ -312,7 +312,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Drops every registration and every lock of every plug-in ("usb_mngt"
-     * {@code ZX_USB_RPC_UNREGISTER_ALL}, 0x47103076, 30000 ms; no request, no reply read).
+     * {@code ZX_USB_RPC_UNREGISTER_ALL}, 30000 ms; no request, no reply read).
      *
      * @return 0 on success; otherwise the bus status as a signed number, such as -135262207
      *         ({@code ZX_MSG_ERR_TIMEOUT}, 0xF7F01001) or -135262206 ({@code ZX_MSG_ERR_NO_DEST},
@@ -322,7 +322,7 @@ public class BaseServiceJNIMethods {
 
     // WAN and L2TP tunnels
     /**
-     * The WAN interface counters ("app_m" {@code ZX_APPM_RPC_WAN_GET_IF_STATS}, 0x4710304A,
+     * The WAN interface counters ("app_m" {@code ZX_APPM_RPC_WAN_GET_IF_STATS},
      * 30000 ms; reply of at most 64 bytes).
      *
      * @return {@code {"Result":0,"RxBytes":1048641536,"TxBytes":104865792}} (bytes);
@@ -332,7 +332,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The PPPoE account of the WAN connection ("tarn" {@code ZX_TARN_RPC_GET_PPPOE_USER},
-     * 0x48304186, 5000 ms).
+     * 5000 ms).
      *
      * @return {@code {"Result":0, "PppoeAccount":"user001@isp"}} (the name as it stands, not
      *         escaped); {@code {"Result":-1, "FailReason":""}} when the service fails or does not
@@ -342,7 +342,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Brings up an L2TP tunnel to a server, on UDP port 1701 ("tarn" {@code ZX_TARN_RPC_VPN_SETUP},
-     * 0x48304180, 5000 ms).
+     * 5000 ms).
      *
      * @param str the L2TP server's (LNS) address, at most 255 characters
      * @param str2 the PPP user name, at most 63 characters
@@ -354,7 +354,7 @@ public class BaseServiceJNIMethods {
     public native String wanCreateL2tpTunnel(String str, String str2, String str3);
 
     /**
-     * Tears a tunnel down ("tarn" {@code ZX_TARN_RPC_VPN_TEARDOWN}, 0x48304181, 5000 ms).
+     * Tears a tunnel down ("tarn" {@code ZX_TARN_RPC_VPN_TEARDOWN}, 5000 ms).
      *
      * @param tunnel the tunnel's name as {@link #wanCreateL2tpTunnel} answered it, at most 63
      *        characters
@@ -366,7 +366,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Adds destinations to a tunnel: traffic to them goes through it ("tarn"
-     * {@code ZX_TARN_RPC_VPN_ADDR_ADD}, 0x48304182, 5000 ms, destination list; the list travels
+     * {@code ZX_TARN_RPC_VPN_ADDR_ADD}, 5000 ms, destination list; the list travels
      * in a shared data block, compressed above 2048 bytes).
      *
      * @param tunnel the tunnel's name, at most 63 characters
@@ -379,7 +379,7 @@ public class BaseServiceJNIMethods {
     public native String wanAttachL2tpTunnel(String tunnel, String[] addresses);
 
     /**
-     * Removes destinations from a tunnel ("tarn" {@code ZX_TARN_RPC_VPN_ADDR_DEL}, 0x48304183,
+     * Removes destinations from a tunnel ("tarn" {@code ZX_TARN_RPC_VPN_ADDR_DEL},
      * 5000 ms, destination list in a shared data block).
      *
      * @param tunnel the tunnel's name, at most 63 characters
@@ -392,7 +392,7 @@ public class BaseServiceJNIMethods {
     public native String wanDetachL2tpTunnel(String tunnel, String[] addresses);
 
     /**
-     * The status of a tunnel ("tarn" {@code ZX_TARN_RPC_GET_TUNNEL_STATUS}, 0x48304187, 5000 ms).
+     * The status of a tunnel ("tarn" {@code ZX_TARN_RPC_GET_TUNNEL_STATUS}, 5000 ms).
      *
      * @param tunnel the tunnel's name
      * @return {@code {"Result":0 ,"TunnelStatus":"1"}} with the service's status word (the
@@ -403,7 +403,7 @@ public class BaseServiceJNIMethods {
     public native String wanGetL2tpTunnelStatus(String tunnel);
 
     /**
-     * Adds a WAN access (NAT) rule ("app_m" {@code ZX_APPM_RPC_SET_NAT_INFO}, 0x47103058, operation
+     * Adds a WAN access (NAT) rule ("app_m" {@code ZX_APPM_RPC_SET_NAT_INFO}, operation
      * 1, 30000 ms).
      *
      * @param address1 the first address, a valid IPv4 address text (at most 15 characters)
@@ -417,7 +417,7 @@ public class BaseServiceJNIMethods {
     public native int addWANAccessRule(String address1, String address2, int port, String text3);
 
     /**
-     * Deletes a WAN access (NAT) rule ("app_m" {@code ZX_APPM_RPC_SET_NAT_INFO}, 0x47103058,
+     * Deletes a WAN access (NAT) rule ("app_m" {@code ZX_APPM_RPC_SET_NAT_INFO},
      * operation 0, 30000 ms).
      *
      * @param address1 the first address of the rule, a valid IPv4 address text
@@ -432,7 +432,7 @@ public class BaseServiceJNIMethods {
 
     // WLAN and LEDs
     /**
-     * The security settings of an SSID ("app_m" {@code ZX_APPM_RPC_WLAN_GET_SECURITY}, 0x47103077,
+     * The security settings of an SSID ("app_m" {@code ZX_APPM_RPC_WLAN_GET_SECURITY},
      * 30000 ms), into a 256-byte buffer.
      *
      * @param ssidIndex the SSID, 1 to 8
@@ -444,7 +444,7 @@ public class BaseServiceJNIMethods {
     public native String wlanGetSecurity(int ssidIndex);
 
     /**
-     * Sets the security of an SSID ("app_m" {@code ZX_APPM_RPC_WLAN_SET_SECURITY}, 0x47103078,
+     * Sets the security of an SSID ("app_m" {@code ZX_APPM_RPC_WLAN_SET_SECURITY},
      * 30000 ms). The key's native copy is overwritten with zeros before it is freed. The service's
      * JSON answer is not returned: 0 only means the service answered.
      *
@@ -461,7 +461,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Switches a radio's automatic channel selection ("wifi"
-     * {@code ZX_WIFI_RPC_SET_AUTO_CHANNEL_ENABLE}, 0x47603164, 5000 ms).
+     * {@code ZX_WIFI_RPC_SET_AUTO_CHANNEL_ENABLE}, 5000 ms).
      *
      * @param radioIndex the radio: 0 the 2.4 GHz radio, 1 the 5 GHz radio; 2 is refused without a call
      * @param enable 1 on, 0 off
@@ -471,7 +471,7 @@ public class BaseServiceJNIMethods {
     public native int wlanSetAutoChannelEnable(int radioIndex, int enable);
 
     /**
-     * Sets a radio's channel width ("wifi" {@code ZX_WIFI_RPC_SET_CHANNEL_WIDTH}, 0x47603165,
+     * Sets a radio's channel width ("wifi" {@code ZX_WIFI_RPC_SET_CHANNEL_WIDTH},
      * 5000 ms).
      *
      * @param radioIndex the radio: 0 the 2.4 GHz radio, 1 the 5 GHz radio; 2 is refused without a call
@@ -483,7 +483,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Sets the channels a radio must not use ("wifi" {@code ZX_WIFI_RPC_SET_FORBID_CHANNEL},
-     * 0x47603163, 5000 ms). The channel numbers travel as bytes of a text (at most 31, ended by
+     * 5000 ms). The channel numbers travel as bytes of a text (at most 31, ended by
      * the first 0); a radio under automatic selection leaves a channel that became forbidden.
      *
      * @param radioIndex the radio: 0 the 2.4 GHz radio, 1 the 5 GHz radio; 2 is refused without a call
@@ -496,7 +496,7 @@ public class BaseServiceJNIMethods {
     public native int wlanSetForbidChannel(int radioIndex, int count, char[] channels);
 
     /**
-     * Switches an SSID on or off ("app_m" {@code ZX_APPM_RPC_WLAN_SET_STATE}, 0x4710304E, 30000 ms).
+     * Switches an SSID on or off ("app_m" {@code ZX_APPM_RPC_WLAN_SET_STATE}, 30000 ms).
      *
      * @param ssidIndex the SSID, 1 to 8
      * @param state 1 on, 0 off
@@ -507,7 +507,7 @@ public class BaseServiceJNIMethods {
     public native String wlanSetState(int ssidIndex, int state);
 
     /**
-     * Whether an SSID is on ("app_m" {@code ZX_APPM_RPC_WLAN_GET_STATE}, 0x47103081, 30000 ms).
+     * Whether an SSID is on ("app_m" {@code ZX_APPM_RPC_WLAN_GET_STATE}, 30000 ms).
      *
      * @param ssidIndex the SSID, 1 to 8
      * @return the service's word: 1 on, 0 off; 0 also when the service fails or does not answer
@@ -515,7 +515,7 @@ public class BaseServiceJNIMethods {
     public native int wlanGetState(int ssidIndex);
 
     /**
-     * Whether an SSID is hidden ("app_m" {@code ZX_APPM_RPC_WLAN_GET_HIDE}, 0x47103082, 30000 ms).
+     * Whether an SSID is hidden ("app_m" {@code ZX_APPM_RPC_WLAN_GET_HIDE}, 30000 ms).
      *
      * @param ssidIndex the SSID, 1 to 8
      * @return the service's word: 1 hidden, 0 shown; 0 also when the service fails or does not answer
@@ -523,7 +523,7 @@ public class BaseServiceJNIMethods {
     public native int wlanGetHide(int ssidIndex);
 
     /**
-     * Hides or shows an SSID ("app_m" {@code ZX_APPM_RPC_WLAN_SET_HIDE}, 0x47103083, 30000 ms).
+     * Hides or shows an SSID ("app_m" {@code ZX_APPM_RPC_WLAN_SET_HIDE}, 30000 ms).
      *
      * @param ssidIndex the SSID, 1 to 8
      * @param hide 1 hidden, 0 shown
@@ -533,7 +533,7 @@ public class BaseServiceJNIMethods {
     public native int wlanSetHide(int ssidIndex, int hide);
 
     /**
-     * Starts WPS ("wifi" {@code ZX_WIFI_RPC_START_WPS}, 0x47603A16, 5000 ms). The simulated session
+     * Starts WPS ("wifi" {@code ZX_WIFI_RPC_START_WPS}, 5000 ms). The simulated session
      * ends 120000 ms after its start (profile member {@code wpsMs}).
      *
      * @param ssidIndex the SSID
@@ -543,7 +543,7 @@ public class BaseServiceJNIMethods {
     public native int wlanStartWPS(int ssidIndex);
 
     /**
-     * Whether a WPS session is open ("wifi" {@code ZX_WIFI_RPC_GET_WPS_STATE}, 0x4760311D, 5000 ms).
+     * Whether a WPS session is open ("wifi" {@code ZX_WIFI_RPC_GET_WPS_STATE}, 5000 ms).
      * The gateway has one WPS state: the index is traced but not sent.
      *
      * @param ssidIndex the SSID (not sent)
@@ -553,7 +553,7 @@ public class BaseServiceJNIMethods {
     public native int wlanGetWPSState(int ssidIndex);
 
     /**
-     * The associated wireless hosts ("wifi" {@code ZX_WIFI_JNI_RPC_GET_WLANHOSTINFO}, 0x4760317A,
+     * The associated wireless hosts ("wifi" {@code ZX_WIFI_JNI_RPC_GET_WLANHOSTINFO},
      * 5000 ms; reply of at most 4096 bytes).
      *
      * @param macs up to 8 MACs in colon form, each at most 19 characters (longer ones are cut;
@@ -568,7 +568,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The information of one SSID or of all ("app_m" {@code ZX_APPM_RPC_WLAN_GET_SSID_INFO},
-     * 0x47103069, 30000 ms).
+     * 30000 ms).
      *
      * @param ssid the SSID, 1 to 8; 0 for every SSID
      * @return {@code {"Result":0,"SSIDs":[{"SSIDIndex":1,"SSID":"Zentrix-5A3C","Band":"2.4GHz","Enable":1,"Hide":0,"SecurityMode":"WPA2-PSK"}]}}
@@ -579,7 +579,7 @@ public class BaseServiceJNIMethods {
     public native String sysGetWLanInfo(int ssid);
 
     /**
-     * Sets an LED's colour and blinking ("app_m" {@code ZX_APPM_RPC_SET_LED_STATE}, 0x4710306E,
+     * Sets an LED's colour and blinking ("app_m" {@code ZX_APPM_RPC_SET_LED_STATE},
      * 30000 ms).
      *
      * @param ledId the LED's number
@@ -637,7 +637,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Reports the state of the connection to a service platform ("app_m"
-     * {@code ZX_APPM_RPC_NOTIFY_PLATFORM_CONNECT_STATE}, 0x47103084, 30000 ms; no reply). The
+     * {@code ZX_APPM_RPC_NOTIFY_PLATFORM_CONNECT_STATE}, 30000 ms; no reply). The
      * outcome is only traced: Java learns nothing of it.
      *
      * @param platform the platform's text, at most 127 characters (longer ones are cut); null
@@ -648,7 +648,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The gateway's registration status with the management cloud ("app_m"
-     * {@code ZX_APPM_RPC_GET_CLOUD_STATUS}, 0x4710306C, 30000 ms).
+     * {@code ZX_APPM_RPC_GET_CLOUD_STATUS}, 30000 ms).
      *
      * @return the service's status word (the simulated gateway: 1 registered, from its profile
      *         member {@code cloudStatus}); 0 when not registered, and also when the status cannot
@@ -659,7 +659,7 @@ public class BaseServiceJNIMethods {
     // Storage and media
     /**
      * Switches the media-file scanner on or off ("app_m" {@code ZX_APPM_RPC_SET_FILES_SCAN_SWITCH},
-     * 0x47103056, 30000 ms). The outcome is only traced.
+     * 30000 ms). The outcome is only traced.
      *
      * @param switcher 1 on, 0 off (the simulated service refuses other values in its answer)
      */
@@ -667,7 +667,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The scanner's list of the files of one type ("app_m" {@code ZX_APPM_RPC_GET_FILES_SCAN_LIST},
-     * 0x47103057, 30000 ms). The list comes back in a shared data block, which is read and freed.
+     * 30000 ms). The list comes back in a shared data block, which is read and freed.
      *
      * @param fileType "video", "picture" or "music"
      * @return the service's text, such as
@@ -680,7 +680,7 @@ public class BaseServiceJNIMethods {
     public native String getFilesScanListByType(String fileType);
 
     /**
-     * One line per attached disc ("usb_mngt" {@code ZX_USB_RPC_GET_DISC_INFO}, 0x47103067,
+     * One line per attached disc ("usb_mngt" {@code ZX_USB_RPC_GET_DISC_INFO},
      * 30000 ms, at most 32 discs); the space is measured in this process with {@code statfs} on
      * the mount path.
      *
@@ -692,7 +692,7 @@ public class BaseServiceJNIMethods {
     public native String[] queryVolumeLabelInfo();
 
     /**
-     * Renames a disc by its label ("usb_mngt" {@code ZX_USB_RPC_CHANGE_DISC_NAME}, 0x47103065,
+     * Renames a disc by its label ("usb_mngt" {@code ZX_USB_RPC_CHANGE_DISC_NAME},
      * 30000 ms).
      *
      * @param first the disc's current label (at most 63 characters reach the service)
@@ -704,7 +704,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Renames the disc mounted at a path ("usb_mngt" {@code ZX_USB_RPC_CHANGE_DISC_NAME_BY_PATH},
-     * 0x47103068, 30000 ms).
+     * 30000 ms).
      *
      * @param first the disc's mount path (at most 63 characters reach the service)
      * @param second the new label, 1 to 63 characters without "/"
@@ -715,7 +715,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The mount path of the disc with a label ("usb_mngt" {@code ZX_USB_RPC_GET_MNT_PATH_BY_DISC_NAME},
-     * 0x47103066, 30000 ms).
+     * 30000 ms).
      *
      * @param name the disc's label, at most 63 characters
      * @return the mount path (at most 127 characters), such as "/mnt/usb1_1"; null when the name
@@ -725,7 +725,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * The scanner's counts of media files ("app_m" {@code ZX_APPM_RPC_GET_MEDIA_FILES_INFO},
-     * 0x472090A0, 30000 ms).
+     * 30000 ms).
      *
      * @return one element, "video:V;picture:P;music:M" (the simulated scanner answers 0 for each
      *         while it is off); null when the service fails or does not answer
@@ -735,7 +735,7 @@ public class BaseServiceJNIMethods {
     // HTTP forwarding, capabilities, voice
     /**
      * Admits source addresses to HTTP forwarding, one request each ("tarn"
-     * {@code ZX_TARN_RPC_HTTP_FORWARD_ADD_AUTH}, 0x47307061, 5000 ms).
+     * {@code ZX_TARN_RPC_HTTP_FORWARD_ADD_AUTH}, 5000 ms).
      *
      * @param list the source addresses; every element is sent, even after a failure
      * @param jbSwitch false does nothing
@@ -747,10 +747,10 @@ public class BaseServiceJNIMethods {
 
     /**
      * Starts HTTP forwarding ("tarn", 5000 ms each): clears the rules
-     * ({@code ZX_TARN_RPC_HTTP_FORWARD_INIT}, 0x4730705F), sends each white-list address
-     * ({@code ZX_TARN_RPC_HTTP_FORWARD_ADD_WHITENAME_LIST}, 0x47307064) and each always-forward
-     * address ({@code ZX_TARN_RPC_HTTP_FORWARD_SET_ALWAYS_FORWARD_RULE}, 0x47307062), then the
-     * default rule ({@code ZX_TARN_RPC_HTTP_FORWARD_SET_DEFAULT_FORWARD_RULE}, 0x47307063), which
+     * ({@code ZX_TARN_RPC_HTTP_FORWARD_INIT}), sends each white-list address
+     * ({@code ZX_TARN_RPC_HTTP_FORWARD_ADD_WHITENAME_LIST}) and each always-forward
+     * address ({@code ZX_TARN_RPC_HTTP_FORWARD_SET_ALWAYS_FORWARD_RULE}), then the
+     * default rule ({@code ZX_TARN_RPC_HTTP_FORWARD_SET_DEFAULT_FORWARD_RULE}), which
      * starts forwarding. The first failing step stops the start; what was sent stays.
      *
      * @param ssid the SSID whose clients are forwarded, sent with the default rule
@@ -767,7 +767,7 @@ public class BaseServiceJNIMethods {
             String[] alwaysFwd, int alwaysForwardPort, boolean denyOtherPackage);
 
     /**
-     * Stops HTTP forwarding ("tarn" {@code ZX_TARN_RPC_HTTP_FORWARD_STOP}, 0x47307060, 5000 ms).
+     * Stops HTTP forwarding ("tarn" {@code ZX_TARN_RPC_HTTP_FORWARD_STOP}, 5000 ms).
      *
      * @return "0", whatever happened
      */
@@ -775,9 +775,9 @@ public class BaseServiceJNIMethods {
 
     /**
      * The permissions of the installed plug-ins. Asks "osgi_proxy" for the number of deployment
-     * units ({@code ZX_OSGI_RPC_GET_DU_COUNT}, 0x4720902A, 60000 ms), makes a System V
+     * units ({@code ZX_OSGI_RPC_GET_DU_COUNT}, 60000 ms), makes a System V
      * shared-memory segment (key 0xD6EC6, 2170 bytes a unit), has the bundle manager write the
-     * permissions into it ({@code ZX_OSGI_RPC_GET_PLUGIN_PERMISSIONS}, 0x47209031, 60000 ms),
+     * permissions into it ({@code ZX_OSGI_RPC_GET_PLUGIN_PERMISSIONS}, 60000 ms),
      * reads it and removes it again.
      *
      * @return the bundle manager's text, such as
@@ -809,7 +809,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * Sets a telephone line's do-not-disturb state ("voice" {@code ZX_VOICE_RPC_SET_POTS_DND},
-     * 0x47209064, 30000 ms; no reply read).
+     * 30000 ms; no reply read).
      *
      * @param line the POTS line number (the simulated gateway: 1 and 2)
      * @param state 1 do not disturb, 0 normal
@@ -820,7 +820,7 @@ public class BaseServiceJNIMethods {
 
     /**
      * A telephone line's do-not-disturb state ("voice" {@code ZX_VOICE_RPC_GET_POTS_DND},
-     * 0x47209065, 30000 ms).
+     * 30000 ms).
      *
      * @param line the POTS line number
      * @return {@code { "Result": 0, "State": 1 }} (1 do not disturb, 0 normal), or

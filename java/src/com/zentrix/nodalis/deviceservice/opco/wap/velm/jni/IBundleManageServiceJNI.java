@@ -24,7 +24,7 @@ public class IBundleManageServiceJNI {
 
     /**
      * Asks the bundle manager to install a bundle from a package file ("osgi_proxy"
-     * {@code ZX_OSGI_RPC_INSTALL}, 0x47103039, up to 20000 ms). The call returns when the request
+     * {@code ZX_OSGI_RPC_INSTALL}, up to 20000 ms). The call returns when the request
      * is accepted; follow the install with {@link #queryInstallProcess}.
      *
      * @param packagePath path of the package file on the gateway, at most 255 characters
@@ -42,7 +42,7 @@ public class IBundleManageServiceJNI {
     public native int install(String packagePath, String fileSize, String startAction, String pluginName, int wanIndex);
 
     /**
-     * Cancels an install in progress ({@code ZX_OSGI_RPC_CANCEL_INSTALL}, 0x4710303C, up to 20000 ms).
+     * Cancels an install in progress ({@code ZX_OSGI_RPC_CANCEL_INSTALL}, up to 20000 ms).
      *
      * @param bundleName the name the install was started with, at most 127 characters
      * @return 0 when cancelled; -1 for a null name or a bus failure; -13 when no install of that
@@ -51,7 +51,7 @@ public class IBundleManageServiceJNI {
     public native int cancelInstall(String bundleName);
 
     /**
-     * Starts an installed bundle ({@code ZX_OSGI_RPC_OPERATE}, 0x4710303D, action "start", up to
+     * Starts an installed bundle ({@code ZX_OSGI_RPC_OPERATE}, action "start", up to
      * 60000 ms).
      *
      * @param bundleName the bundle's name, at most 127 characters
@@ -61,7 +61,7 @@ public class IBundleManageServiceJNI {
     public native int start(String bundleName);
 
     /**
-     * Stops a bundle ({@code ZX_OSGI_RPC_OPERATE}, 0x4710303D, action "stop", up to 60000 ms).
+     * Stops a bundle ({@code ZX_OSGI_RPC_OPERATE}, action "stop", up to 60000 ms).
      *
      * @param bundleName the bundle's name, at most 127 characters
      * @return 0 when stopped; -1 for a null name or a bus failure; -3 no such bundle; -18 already
@@ -70,7 +70,7 @@ public class IBundleManageServiceJNI {
     public native int stop(String bundleName);
 
     /**
-     * Uninstalls a bundle ({@code ZX_OSGI_RPC_OPERATE}, 0x4710303D, action "uninstall", up to
+     * Uninstalls a bundle ({@code ZX_OSGI_RPC_OPERATE}, action "uninstall", up to
      * 60000 ms).
      *
      * @param bundleName the bundle's name, at most 127 characters
@@ -80,7 +80,7 @@ public class IBundleManageServiceJNI {
     public native int uninstall(String bundleName);
 
     /**
-     * Resets a bundle to its factory state ({@code ZX_OSGI_RPC_OPERATE}, 0x4710303D, action
+     * Resets a bundle to its factory state ({@code ZX_OSGI_RPC_OPERATE}, action
      * "FactoryPlugin", up to 120000 ms).
      *
      * @param bundleName the bundle's name, at most 127 characters
@@ -90,7 +90,7 @@ public class IBundleManageServiceJNI {
     public native int reset(String bundleName);
 
     /**
-     * The states of bundles ({@code ZX_OSGI_RPC_QUERY_STATE}, 0x47103036, up to 20000 ms). The
+     * The states of bundles ({@code ZX_OSGI_RPC_QUERY_STATE}, up to 20000 ms). The
      * names travel in a compressed shared data block, and so does the answer. Nothing is sent when
      * no "osgi_proxy" endpoint is alive.
      *
@@ -107,7 +107,7 @@ public class IBundleManageServiceJNI {
     public native String queryBundleState(String[] bundleNames);
 
     /**
-     * The progress of an install ({@code ZX_OSGI_RPC_INSTALL_PROCESS}, 0x47103037, up to 20000 ms).
+     * The progress of an install ({@code ZX_OSGI_RPC_INSTALL_PROCESS}, up to 20000 ms).
      *
      * @param pluginName the name the install was started with, at most 127 characters
      * @return {@code {"Result":0,"State":"Installing","Percent":60}} (json-c's rendering; the
