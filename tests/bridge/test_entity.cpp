@@ -18,29 +18,12 @@
 #include <vector>
 
 #include "elf_symbols.h"
+#include "dlopen_hook.h"
 #include "entity_start.h"
 #include "l2tp_jni.h"
 #include "test_env.h"
 #include "trace_lines.h"
 #include "zx_host.h"
-
-// ---------------------------------------------------------------------------------------------
-// dlopen as the library sees it: calls are counted, and the platform library can be made to look
-// absent.
-// ---------------------------------------------------------------------------------------------
-
-namespace {
-std::atomic<bool> g_refuseBasicLibrary{false};
-std::atomic<int> g_dlopenCalls{0};
-}  // namespace
-
-extern "C" void* dlopen(const char* file, int mode) {
-    using DlopenFn = void* (*)(const char*, int);
-    static const auto real = reinterpret_cast<DlopenFn>(dlsym(RTLD_NEXT, "dlopen"));
-    ++g_dlopenCalls;
-    if (g_refuseBasicLibrary && file && std::strcmp(file, "libzx_kor_basic.so") == 0) return nullptr;
-    return real(file, mode);
-}
 
 namespace {
 

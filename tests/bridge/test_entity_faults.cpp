@@ -18,32 +18,12 @@
 #include <thread>
 #include <vector>
 
+#include "dlopen_hook.h"
 #include "entity_start.h"
 #include "l2tp_jni.h"
 #include "test_env.h"
 #include "trace_lines.h"
 #include "zx_host.h"
-
-// ---------------------------------------------------------------------------------------------
-// dlopen as the library sees it: the platform library can be replaced by a stand-in, and json-c
-// can be made to look absent.
-// ---------------------------------------------------------------------------------------------
-
-namespace {
-std::atomic<const char*> g_basicStandIn{nullptr};  // path opened for "libzx_kor_basic.so"
-std::atomic<bool> g_refuseJsonC{false};
-std::atomic<int> g_dlopenCalls{0};
-}  // namespace
-
-extern "C" void* dlopen(const char* file, int mode) {
-    using DlopenFn = void* (*)(const char*, int);
-    static const auto real = reinterpret_cast<DlopenFn>(dlsym(RTLD_NEXT, "dlopen"));
-    ++g_dlopenCalls;
-    if (file && std::strcmp(file, "libjson-c.so") == 0 && g_refuseJsonC) return nullptr;
-    const char* standIn = g_basicStandIn;
-    if (file && standIn && std::strcmp(file, "libzx_kor_basic.so") == 0) return real(standIn, mode);
-    return real(file, mode);
-}
 
 namespace {
 
