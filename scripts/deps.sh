@@ -6,7 +6,7 @@ packages=(
   build-essential cmake ninja-build pkg-config python3 procps
   libjson-c-dev liblz4-dev libzstd-dev zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  openjdk-17-jdk-headless junit5 libgoogle-gson-java
+  openjdk-17-jdk-headless junit5 libgoogle-gson-java libeclipse-osgi-java
   clang libclang-rt-14-dev
 )
 
