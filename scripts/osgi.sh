@@ -13,21 +13,22 @@
 # build/bin/simctl reaches the same gateway with the ZX_BUS_DIR the script prints.
 #
 # Options:
-#   --build-dir DIR      the build tree (default: build, built first with scripts/build.sh)
-#   --no-build           use the build tree as it is (no scripts/deps.sh, no build)
+#   --build-dir DIR      the build tree to run from (default: build)
+#   --no-build           run from the build tree as it is; without it, scripts/deps.sh installs what
+#                        is missing and scripts/build.sh release builds build/ first
 #   --framework JAR      the OSGi framework (default /usr/share/java/eclipse-osgi.jar)
 #   --trace FILE         the platform trace of the framework's JVM (default: off)
 #   --xcheck-jni         run the JVM with -Xcheck:jni; a JNI warning fails the run
 #   --preload LIBS       libraries (colon separated) the JVM preloads: the sanitizer runtimes of a
 #                        sanitizer build, with the sanitizer options a JVM can live with
-#   --save-received DIR  example run: write what usb_mngt, app_m and the event centre received,
-#                        and the output of the framework's JVM, into DIR
+#   --save-received DIR  example run: write what usb_mngt, app_m, tarn and the event centre
+#                        received (simctl received), and the output of the JVM, into DIR
 #   -h, --help           this text
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 
 usage() {
-  sed -n '7,25p' "$0" | sed 's/^# \{0,1\}//'
+  sed -n '7,26p' "$0" | sed 's/^# \{0,1\}//'
 }
 
 build_dir=$root/build build=1 framework=/usr/share/java/eclipse-osgi.jar trace= xcheck=0 preload= save=
@@ -42,7 +43,7 @@ while (($#)); do
     --preload) preload=$2; shift 2 ;;
     --save-received) save=$2; shift 2 ;;
     -h|--help) usage; exit 0 ;;
-    -*) usage >&2; exit 2 ;;
+    -*) echo "osgi.sh: unknown option $1" >&2; usage >&2; exit 2 ;;
     *) bundles+=("$(cd "$(dirname "$1")" && pwd)/$(basename "$1")"); shift ;;
   esac
 done
