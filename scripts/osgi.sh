@@ -174,4 +174,17 @@ for r in json.load(sys.stdin)["records"]:
     cp "$work/jvm.out" "$save/jvm.out"
   fi
 fi
+# The simulator ends on SIGTERM with status 0; anything else (a sanitizer report in a sanitizer
+# build) is shown and fails the run.
+kill -TERM "$sim_pid" 2>/dev/null || true
+set +e
+wait "$sim_pid"
+sim_status=$?
+set -e
+sim_pid=
+if ((sim_status != 0)); then
+  echo "osgi.sh: gatewaysim ended with status $sim_status:" >&2
+  cat "$work/sim.out" >&2
+  status=1
+fi
 exit "$status"

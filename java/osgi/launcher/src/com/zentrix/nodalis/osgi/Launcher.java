@@ -45,6 +45,7 @@ import org.osgi.framework.launch.FrameworkFactory;
  */
 public final class Launcher {
     private static final String TAG = "[osgi] ";
+    private static volatile boolean stopReported;
 
     private Launcher() {
     }
@@ -131,8 +132,7 @@ public final class Launcher {
                 System.out.println(TAG + "started " + b.getSymbolicName() + ", state " + stateName(b.getState()));
             }
         } catch (BundleException e) {
-            System.out.println(TAG + "bundle failure: " + e.getMessage());
-            e.printStackTrace(System.out);
+            System.out.println(TAG + "bundle failure: " + e.getMessage().strip());
             status = 1;
             stopFramework(framework, "a bundle failed");
         }
@@ -149,7 +149,9 @@ public final class Launcher {
         } catch (IllegalStateException shuttingDown) {
             return;
         }
-        System.out.println(TAG + "framework stopped");
+        if (!stopReported) {
+            System.out.println(TAG + "framework stopped");
+        }
         System.exit(status);
     }
 
@@ -163,6 +165,7 @@ public final class Launcher {
             FrameworkEvent end = framework.waitForStop(30000);
             System.out.println(TAG + (end.getType() == FrameworkEvent.WAIT_TIMEDOUT
                     ? "framework did not stop within 30 s" : "framework stopped"));
+            stopReported = true;
         } catch (BundleException | InterruptedException e) {
             System.out.println(TAG + "cannot stop the framework: " + e);
         }
