@@ -48,6 +48,24 @@ def main():
     ssids = ["%s (%s)" % (s["name"], s["band"]) for s in profile["app_m"]["ssids"]]
     disc_names = [d["name"] for d in profile["usb_mngt"]["discs"]]
 
+    # --help answers on standard output with status 0 and starts nothing; an unknown option is a
+    # usage error (status 2).
+    helped = subprocess.run(["bash", args.script, "--help"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            text=True, timeout=30)
+    check(helped.returncode == 0 and "scripts/osgi.sh [options] [BUNDLE.jar...]" in helped.stdout
+          and "gatewaysim" not in helped.stderr and "== simulated gateway" not in helped.stdout,
+          "osgi.sh --help prints its usage and nothing else")
+    wrong = subprocess.run(["bash", args.script, "--no-such-option"], stdout=subprocess.PIPE,
+                           stderr=subprocess.PIPE, text=True, timeout=30)
+    check(wrong.returncode == 2 and "unknown option --no-such-option" in wrong.stderr,
+          "osgi.sh refuses an unknown option with status 2")
+    launcher = os.path.join(args.build_dir, "java", "zxosgilauncher.jar")
+    launcher_help = subprocess.run(["java", "-cp", launcher + ":/usr/share/java/eclipse-osgi.jar",
+                                    "com.zentrix.nodalis.osgi.Launcher", "--help"], stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True, timeout=60)
+    check(launcher_help.returncode == 0 and "usage: Launcher" in launcher_help.stdout,
+          "the launcher's --help: status %d, %r" % (launcher_help.returncode, launcher_help.stdout))
+
     shutil.rmtree(args.work, ignore_errors=True)
     saved = os.path.join(args.work, "received")
     cmd = ["bash", args.script, "--no-build", "--build-dir", args.build_dir, "--xcheck-jni",
