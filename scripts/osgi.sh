@@ -135,8 +135,11 @@ wait "$jvm_pid"
 jvm_status=$?
 set -e
 jvm_pid=
-echo "== framework's JVM ended with status $jvm_status"
 # SIGTERM ends a JVM with 143 after its shutdown hooks ran.
+case $jvm_status in
+  143) echo "== framework's JVM ended with status 143 (SIGTERM, after the framework stopped)" ;;
+  *) echo "== framework's JVM ended with status $jvm_status" ;;
+esac
 if ((example)); then
   ((jvm_status == 0 || jvm_status == 143)) || status=1
 else
