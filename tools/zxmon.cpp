@@ -144,13 +144,14 @@ T load(const uint8_t* p) {
     return v;
 }
 
-json_object* decode_record(const zxwire::Record& rec, const uint8_t* p, size_t n, const Blocks& blocks);
+json_object* decode_record(const zxwire::Record& rec, const uint8_t* p, size_t n, const zxwire::Record* blockRec,
+                           const Blocks& blocks);
 
 // The payload of a block: its record when the command names one (a text after the record is
 // shown too), else its texts: one JSON text as JSON, NUL-separated texts as a list.
 json_object* decode_payload(const Bytes& payload, const zxwire::Record* rec, const Blocks& blocks) {
     if (rec && payload.size() >= rec->size) {
-        json_object* out = decode_record(*rec, payload.data(), payload.size(), blocks);
+        json_object* out = decode_record(*rec, payload.data(), payload.size(), nullptr, blocks);
         if (payload.size() > rec->size) {
             const uint8_t* rest = payload.data() + rec->size;
             size_t restLen = payload.size() - rec->size;
@@ -207,7 +208,9 @@ json_object* decode_block(bool tunnel, const uint8_t* p, const zxwire::Record* p
     return out;
 }
 
-json_object* decode_value(const zxwire::Field& f, const uint8_t* p, size_t elem, const Blocks& blocks) {
+// blockRec: the record held in a block a field names (from the command).
+json_object* decode_value(const zxwire::Field& f, const uint8_t* p, size_t elem, const zxwire::Record* blockRec,
+                          const Blocks& blocks) {
     switch (f.type) {
         case FieldType::U8: return json_object_new_int64(load<uint8_t>(p));
         case FieldType::U16: return json_object_new_int64(load<uint16_t>(p));
@@ -224,15 +227,16 @@ json_object* decode_value(const zxwire::Field& f, const uint8_t* p, size_t elem,
             std::snprintf(b, sizeof b, "%02x:%02x:%02x:%02x:%02x:%02x", p[0], p[1], p[2], p[3], p[4], p[5]);
             return json_object_new_string(b);
         }
-        case FieldType::TunnelBlock: return decode_block(true, p, nullptr, blocks);
-        case FieldType::PluginBlock: return decode_block(false, p, nullptr, blocks);
-        case FieldType::Nested: return decode_record(*f.nested, p, elem, blocks);
+        case FieldType::TunnelBlock: return decode_block(true, p, blockRec, blocks);
+        case FieldType::PluginBlock: return decode_block(false, p, blockRec, blocks);
+        case FieldType::Nested: return decode_record(*f.nested, p, elem, blockRec, blocks);
     }
     return nullptr;
 }
 
 // A record field by field. Reserved bytes that are all zero and empty array elements are left out.
-json_object* decode_record(const zxwire::Record& rec, const uint8_t* p, size_t n, const Blocks& blocks) {
+json_object* decode_record(const zxwire::Record& rec, const uint8_t* p, size_t n, const zxwire::Record* blockRec,
+                           const Blocks& blocks) {
     json_object* out = json_object_new_object();
     for (const zxwire::Field& f : rec.fields) {
         if (f.offset + f.size > n) break;
@@ -240,14 +244,15 @@ json_object* decode_record(const zxwire::Record& rec, const uint8_t* p, size_t n
         if (f.type == FieldType::Bytes && all_zero(at, f.size)) continue;
         size_t elem = f.size / f.count;
         if (f.count == 1) {
-            json_object_object_add(out, f.name, decode_value(f, at, elem, blocks));
+            json_object_object_add(out, f.name, decode_value(f, at, elem, blockRec, blocks));
             continue;
         }
         json_object* list = json_object_new_array();
         size_t used = 0;  // up to the last element that is not all zero
         for (size_t i = 0; i < f.count; ++i)
             if (!all_zero(at + i * elem, elem)) used = i + 1;
-        for (size_t i = 0; i < used; ++i) json_object_array_add(list, decode_value(f, at + i * elem, elem, blocks));
+        for (size_t i = 0; i < used; ++i)
+            json_object_array_add(list, decode_value(f, at + i * elem, elem, blockRec, blocks));
         json_object_object_add(out, f.name, list);
     }
     return out;
@@ -276,7 +281,7 @@ json_object* decode_body(Body body, const zxwire::Record* rec, const zxwire::Rec
         case Body::Record: {
             bool tunnel = false;
             if (is_block_record(rec, tunnel) && n >= rec->size) return decode_block(tunnel, p, blockRec, blocks);
-            if (rec && n >= rec->size) return decode_record(*rec, p, n, blocks);
+            if (rec && n >= rec->size) return decode_record(*rec, p, n, blockRec, blocks);
             break;
         }
         case Body::Raw:
