@@ -35,7 +35,7 @@ std::atomic<uint64_t> g_droppedTotal{0};
 // process; a new monitor is reached by connecting it again, so no thread ever sends on a closed
 // descriptor.
 std::mutex g_checkMutex;
-int g_fd = -1;
+std::atomic<int> g_fd{-1};
 std::string g_path;
 dev_t g_dev = 0;
 ino_t g_ino = 0;
@@ -61,15 +61,16 @@ bool look(int64_t now) {
         return true;
     sockaddr_un sun{};
     if (path.size() >= sizeof sun.sun_path) return false;
-    if (g_fd < 0) {
-        g_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        if (g_fd < 0) return false;
+    if (g_fd.load() < 0) {
+        int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        if (fd < 0) return false;
         int size = 256 * 1024;
-        (void)setsockopt(g_fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+        (void)setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+        g_fd.store(fd);
     }
     sun.sun_family = AF_UNIX;
     std::memcpy(sun.sun_path, path.c_str(), path.size() + 1);
-    bool ok = connect(g_fd, reinterpret_cast<const sockaddr*>(&sun), sizeof sun) == 0;
+    bool ok = connect(g_fd.load(), reinterpret_cast<const sockaddr*>(&sun), sizeof sun) == 0;
     g_path = path;
     g_dev = st.st_dev;
     g_ino = st.st_ino;
@@ -97,7 +98,7 @@ void send_report(mon::Report& r, const void* a, uint32_t aLen, const void* b, ui
     m.msg_iovlen = 3;
     ssize_t n;
     do {
-        n = sendmsg(g_fd, &m, MSG_DONTWAIT | MSG_NOSIGNAL);
+        n = sendmsg(g_fd.load(std::memory_order_relaxed), &m, MSG_DONTWAIT | MSG_NOSIGNAL);
     } while (n < 0 && errno == EINTR);
     if (n >= 0) {
         g_sent.fetch_add(1, std::memory_order_relaxed);
