@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -177,6 +178,12 @@ uint32_t bus_call(const char* dest, uint32_t msgId, const void* req, uint32_t re
     std::strncpy(head.acSrcProcName, "zxmontest", sizeof head.acSrcProcName - 1);
     std::strncpy(head.acDstProcName, dest, sizeof head.acDstProcName - 1);
     return ZX_MSG_RpcCall(&head, msgId, 0, req, reqLen, reply, replyLen, 5000);
+}
+
+bool read_file_has(const Zxmon& mon, const std::string& what) {
+    for (const std::string& line : mon.lines())
+        if (line.find(what) != std::string::npos) return true;
+    return false;
 }
 
 class ZxmonTest : public testing::Test {
@@ -427,6 +434,75 @@ TEST_F(ZxmonTest, ASecondMonitorIsRefusedAndAStaleFileTakenOver) {
     ASSERT_EQ(ZX_JNI_sysGetLoid(buf, sizeof buf), 0u);
     EXPECT_TRUE(next.wait_lines(1));
 }
+
+#ifdef ZX_JAVA
+// The demo through the Java classes, watched: the JVM's calls of every family, decoded.
+TEST_F(ZxmonTest, TheDemoSeenByTheMonitor) {
+    Zxmon mon({"--bus", bus_.path(), "--json"});
+    ASSERT_TRUE(mon.start());
+    const std::string bin = ZX_BINARY_DIR;
+    const std::string cmd = std::string(ZX_JAVA) + " -Djava.library.path=" + bin + "/lib -cp " + bin +
+                            "/java/zxdeviceservice.jar:" + bin + "/java/zxdemo.jar com.zentrix.nodalis.demo.BridgeDemo" +
+                            " > /dev/null 2>&1";
+    ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
+    // The demo's last call is the do-not-disturb state of line 1.
+    for (int i = 0; i < 3000; ++i) {
+        if (read_file_has(mon, "ZX_VOICE_RPC_GET_POTS_DND")) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    auto objs = mon.objects();
+    ASSERT_NE(line_of(objs, "ZX_VOICE_RPC_GET_POTS_DND"), nullptr) << mon.lines().size() << " lines";
+
+    json_object* l = line_of(objs, "ZX_APPM_RPC_GET_LOID");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(text(l, "caller"), "jamvm");
+    EXPECT_EQ(text(l, "statusName"), "ZX_OK");
+    EXPECT_FALSE(text(l, "reply").empty());
+
+    l = line_of(objs, "ZX_TARN_RPC_VPN_SETUP");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(text(get(l, "request"), "acLnsAddr"), "203.0.113.9");
+    EXPECT_EQ(text(get(l, "request"), "acPppUser"), "alice");
+    const std::string tunnel = text(l, "reply");
+    EXPECT_FALSE(tunnel.empty());
+    l = line_of(objs, "ZX_TARN_RPC_VPN_ADDR_ADD");
+    ASSERT_NE(l, nullptr);
+    json_object* texts = get(get(l, "request"), "payload");
+    ASSERT_TRUE(texts && json_object_is_type(texts, json_type_array)) << json_object_get_string(get(l, "request"));
+    EXPECT_STREQ(json_object_get_string(json_object_array_get_idx(texts, 0)), "198.51.100.7,198.51.100.8");
+    EXPECT_EQ(json_object_get_string(json_object_array_get_idx(texts, json_object_array_length(texts) - 1)), tunnel);
+
+    l = line_of(objs, "ZX_APPM_RPC_GET_FILES_SCAN_LIST");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(text(l, "request"), "video");
+    EXPECT_EQ(text(get(get(l, "reply"), "payload"), "Type"), "video") << json_object_get_string(get(l, "reply"));
+
+    l = line_of(objs, "ZX_WIFI_RPC_SET_CHANNEL_WIDTH");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(json_object_get_int64(get(get(l, "request"), "iChannelWidth")), 40);
+
+    l = line_of(objs, "ZX_USB_RPC_CHANGE_DISC_NAME");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(text(get(l, "request"), "acDiscName"), "USB_DISK1");
+    EXPECT_EQ(text(get(l, "request"), "acNewName"), "HOLIDAYS");
+
+    l = line_of(objs, "ZX_OSGI_RPC_GET_DU_COUNT");
+    ASSERT_NE(l, nullptr);
+    EXPECT_NE(get(get(l, "reply"), "uiCount"), nullptr);
+
+    l = line_of(objs, "ZX_VOICE_RPC_SET_POTS_DND");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(json_object_get_int64(get(get(l, "request"), "uiLine")), 1);
+    EXPECT_EQ(json_object_get_int64(get(get(l, "request"), "uiState")), 1);
+
+    l = line_of(objs, "ZX_EVENT_INFORM");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(text(get(l, "request"), "acName"), "demo.started");
+    l = line_of(objs, "ZX_EVENT_NOTIFY_EXTENDED");
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(text(get(l, "request"), "acData"), "HOLIDAYS");
+}
+#endif
 
 TEST(ZxmonUsage, UnknownCommandIsAUsageError) {
     zxtest::ScopedBusDir bus;
