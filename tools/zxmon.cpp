@@ -33,6 +33,7 @@
 #include <thread>
 #include <vector>
 
+#include "../sim/sim_status.h"
 #include "zx_bus_monitor.h"
 #include "zx_host.h"
 #include "zx_platform.h"
@@ -305,6 +306,27 @@ struct Options {
     long count = -1;
 };
 
+// A status by name: the platform's, else the simulated services' own (sim/sim_status.h), else hex.
+std::string status_text(uint32_t status) {
+#define ZXMON_SIM(code) {code, #code}
+    static const struct {
+        uint32_t code;
+        const char* name;
+    } kSim[] = {ZXMON_SIM(ZX_SIM_ERR_UNKNOWN_MSG), ZXMON_SIM(ZX_SIM_ERR_BAD_REQUEST), ZXMON_SIM(ZX_SIM_WLAN_NO_RADIO),
+                ZXMON_SIM(ZX_SIM_WLAN_BAD_VALUE),  ZXMON_SIM(ZX_SIM_WLAN_NO_SSID),    ZXMON_SIM(ZX_SIM_LAN_NO_HOST),
+                ZXMON_SIM(ZX_SIM_LAN_BAD_VALUE),   ZXMON_SIM(ZX_SIM_NAT_EXISTS),      ZXMON_SIM(ZX_SIM_NAT_MISSING),
+                ZXMON_SIM(ZX_SIM_FWD_NOT_INIT),    ZXMON_SIM(ZX_SIM_DISC_UNKNOWN),    ZXMON_SIM(ZX_SIM_DISC_BAD_NAME),
+                ZXMON_SIM(ZX_SIM_DISC_BAD_REQUEST), ZXMON_SIM(ZX_SIM_SCAN_OFF),       ZXMON_SIM(ZX_SIM_SCAN_BAD_TYPE),
+                ZXMON_SIM(ZX_SIM_PERM_NO_SEGMENT), ZXMON_SIM(ZX_SIM_PERM_TOO_LARGE),  ZXMON_SIM(ZX_SIM_VOICE_NO_LINE),
+                ZXMON_SIM(ZX_SIM_VOICE_BAD_STATE)};
+#undef ZXMON_SIM
+    std::string name = zxhost::status_name(status);
+    if (!name.starts_with("0x")) return name;
+    for (const auto& s : kSim)
+        if (s.code == status) return s.name;
+    return name;
+}
+
 std::string name_field(const char (&f)[ZX_MSG_PROC_NAME_LEN]) { return std::string(f, strnlen(f, sizeof f)); }
 
 std::string clock_text(uint64_t us) {
@@ -337,7 +359,7 @@ bool print_report(const mon::Report& r, const uint8_t* req, const uint8_t* reply
     if (!oneWay && r.replyShown)
         answer.reset(c ? decode_body(c->reply, c->replyRecord, c->replyBlockRecord, reply, r.replyShown, blocks)
                        : json_object_new_string(("hex:" + hex(reply, r.replyShown)).c_str()));
-    const std::string status = zxhost::status_name(r.status);
+    const std::string status = status_text(r.status);
     const char* kind = c ? zxwire::kind_name(c->kind) : (oneWay ? "notice" : "call");
 
     if (opt.json) {
