@@ -334,6 +334,59 @@ TEST_F(ZxmonTest, DecodesACallOfEveryServiceAsJson) {
     EXPECT_EQ(text(zel, "statusName"), "ZX_SIM_ERR_UNKNOWN_MSG") << "the simulator's own status by name";
 }
 
+// The bundle-state query as the library makes it: the names in a compressed plug-in block, the
+// states answered in another one that the bundle manager writes. Both payloads are shown decoded
+// as their records, though each block is freed by its reader at once.
+TEST_F(ZxmonTest, PluginBlocksOfBothDirectionsAreDecompressedAndDecoded) {
+    Zxmon mon({"--bus", bus_.path(), "--json", "--service", "osgi_proxy"});
+    ASSERT_TRUE(mon.start());
+    auto query = std::make_unique<ZX_OSGI_QUERY_LIST_S>();
+    std::memset(query.get(), 0, sizeof *query);
+    query->uiFlag = 1;
+    query->uiCount = 2;
+    std::strcpy(query->aacBundleName[0], "com.zentrix.mediashare");
+    std::strcpy(query->aacBundleName[1], "com.zentrix.parental");
+    std::vector<uint8_t> packed(sizeof *query + 1024);
+    uint32_t packedLen = static_cast<uint32_t>(packed.size());
+    ASSERT_EQ(ZX_OS_Compress(query.get(), sizeof *query, packed.data(), &packedLen), 0u);
+    PluginVDataRecord req{};
+    ASSERT_EQ(ZX_VDATA_CreShm(packedLen, &req.uivDataID), 0u);
+    ASSERT_EQ(ZX_VDATA_UpdateData(req.uivDataID, packedLen, packed.data()), 0u);
+    req.uiStoredLen = packedLen;
+    PluginVDataRecord reply{};
+    ASSERT_EQ(bus_call(ZX_OSGI_ENDPOINT, ZX_OSGI_RPC_QUERY_STATE, &req, sizeof req, &reply, sizeof reply), 0u);
+    EXPECT_EQ(ZX_VDATA_FreeShm(reply.uivDataID), 0u);  // the caller reads and frees the answer
+
+    ASSERT_TRUE(mon.wait_lines(1)) << mon.err();
+    auto objs = mon.objects();
+    json_object* l = line_of(objs, "ZX_OSGI_RPC_QUERY_STATE");
+    ASSERT_NE(l, nullptr);
+    json_object* asked = get(get(l, "request"), "payload");
+    ASSERT_NE(asked, nullptr) << json_object_get_string(get(l, "request"));
+    EXPECT_EQ(json_object_get_int64(get(asked, "uiCount")), 2);
+    json_object* names = get(asked, "aacBundleName");
+    ASSERT_TRUE(names && json_object_is_type(names, json_type_array));
+    ASSERT_EQ(json_object_array_length(names), 2u);
+    EXPECT_STREQ(json_object_get_string(json_object_array_get_idx(names, 1)), "com.zentrix.parental");
+    EXPECT_EQ(json_object_get_int64(get(get(l, "request"), "storedLen")), packedLen);
+
+    json_object* answered = get(get(l, "reply"), "payload");
+    ASSERT_NE(answered, nullptr) << json_object_get_string(get(l, "reply"));
+    json_object* bundles = get(answered, "astBundle");
+    ASSERT_TRUE(bundles && json_object_is_type(bundles, json_type_array)) << json_object_get_string(answered);
+    ASSERT_GE(json_object_array_length(bundles), 2u);
+    bool parental = false;
+    for (size_t i = 0; i < json_object_array_length(bundles); ++i) {
+        json_object* b = json_object_array_get_idx(bundles, i);
+        if (text(b, "acBundleName") == "com.zentrix.parental") {
+            parental = true;
+            EXPECT_EQ(text(b, "acState"), "RESOLVED");
+            EXPECT_EQ(text(b, "acVersion"), "1.0.0");
+        }
+    }
+    EXPECT_TRUE(parental) << json_object_get_string(bundles);
+}
+
 TEST_F(ZxmonTest, ATimedOutCallShowsTheStatusByName) {
     zxtest::set_env("ZX_TIMEOUT_SCALE", "0.01");
     Zxmon mon({"--bus", bus_.path()});
