@@ -30,11 +30,40 @@ namespace {
 
 bool has_prefix(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
 
+// A gateway path with its ".." steps taken lexically, never above "/" (as on the gateway, where
+// "/.." is "/"), so that a path cannot climb out of the gateway root.
+std::string without_dot_dot(const std::string& p) {
+    std::vector<std::string> steps;
+    size_t start = 1;
+    while (start <= p.size()) {
+        size_t end = p.find('/', start);
+        if (end == std::string::npos) end = p.size();
+        std::string step = p.substr(start, end - start);
+        if (step == "..") {
+            if (!steps.empty()) steps.pop_back();
+        } else if (!step.empty() && step != ".") {
+            steps.push_back(step);
+        }
+        start = end + 1;
+    }
+    std::string out;
+    for (const std::string& step : steps) out += "/" + step;
+    if (out.empty() || p.back() == '/') out += '/';
+    return out;
+}
+
+bool has_dot_dot(const std::string& p) {
+    for (size_t at = p.find(".."); at != std::string::npos; at = p.find("..", at + 1))
+        if (p[at - 1] == '/' && (at + 2 == p.size() || p[at + 2] == '/')) return true;
+    return false;
+}
+
 // The path the host really uses for a gateway path (see zx_os.h).
 std::string resolved(const char* path) {
     std::string p = path;
-    const std::string& root = zxp::env().root;
+    const std::string& root = zxp::gateway_root();
     if (root.empty() || p.empty() || p[0] != '/') return p;
+    if (has_dot_dot(p)) p = without_dot_dot(p);
     for (const char* sys : {"/dev", "/proc", "/sys"}) {
         size_t n = std::strlen(sys);
         if (p.compare(0, n, sys) == 0 && (p.size() == n || p[n] == '/')) return p;
