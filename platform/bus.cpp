@@ -444,7 +444,7 @@ bool set_receive_timeout(Connection& c, uint32_t ms) {
 // poll per call. That bound stands for the deadline only while the whole time-out is still ahead
 // (to the millisecond); after a late answer or a signal the waits go by the deadline itself.
 [[nodiscard]] uint32_t await_reply(Connection& c, uint64_t seq, void* reply, uint32_t replyCap,
-                                   const Deadline& deadline) {
+                                   const Deadline& deadline, uint32_t& replyBytes) {
     const size_t capacity = sizeof(FrameHeader) + replyCap;
     if (t_replyFrame.size() < capacity) t_replyFrame.resize(capacity);
     uint8_t* frame = t_replyFrame.data();
@@ -465,7 +465,9 @@ bool set_receive_timeout(Connection& c, uint32_t ms) {
         }
         if (n <= 0) return drop_with(c, ZX_MSG_ERR_TRANSPORT);
         switch (zxp::bus::take_reply(frame, capacity, static_cast<size_t>(n), seq, reply, replyCap, h)) {
-            case zxp::bus::ReplyVerdict::Answer: return h.status;
+            case zxp::bus::ReplyVerdict::Answer:
+                replyBytes = h.dataLen;
+                return h.status;
             case zxp::bus::ReplyVerdict::Stale:  // a late answer to a call that timed out
                 blocking = false;
                 continue;
@@ -481,7 +483,9 @@ bool set_receive_timeout(Connection& c, uint32_t ms) {
     if (len > ZX_MSG_MAX_DATA) return ZX_MSG_ERR_TOO_BIG;
     FrameHeader frame = make_frame(Kind::OneWay, msgId, mid, static_cast<uint32_t>(len));
     Connection* used = nullptr;
-    return transmit(dest, frame, head, data, Deadline::never(), used);
+    uint32_t st = transmit(dest, frame, head, data, Deadline::never(), used);
+    if (zxp::tap::watching()) zxp::tap::report_one_way(head, msgId, mid, data, static_cast<uint32_t>(len), st);
+    return st;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -665,10 +669,17 @@ ZX_EXPORT uint32_t ZX_MSG_RpcCall(void* header, uint32_t msgId, uint32_t mid, co
     FrameHeader frame = make_frame(Kind::Call, msgId, mid, reqLen);
     frame.timeoutMs = timeoutMs;
     frame.replyCap = replyCap;
+    // A monitor sees the call once it has ended; unwatched, this costs a clock read.
+    const bool watched = zxp::tap::watching();
+    const zxp::tap::Stamp start = watched ? zxp::tap::stamp() : zxp::tap::Stamp{};
     Deadline deadline = Deadline::after(timeoutMs);
     Connection* c = nullptr;
-    if (uint32_t st = transmit(dest, frame, head, req, deadline, c); st != ZX_OK) return st;
-    return await_reply(*c, frame.seq, reply, replyCap, deadline);
+    uint32_t replyBytes = 0;
+    uint32_t st = transmit(dest, frame, head, req, deadline, c);
+    if (st == ZX_OK) st = await_reply(*c, frame.seq, reply, replyCap, deadline, replyBytes);
+    if (watched)
+        zxp::tap::report_call(start, head, msgId, mid, timeoutMs, replyCap, req, reqLen, reply, replyBytes, st);
+    return st;
 }
 
 ZX_EXPORT uint32_t ZX_MSG_AsyncSendData(const char* dest, uint32_t msgId, const void* data, uint32_t len) {

@@ -67,4 +67,29 @@ std::string map_interface(const std::string& gatewayName);
 int feature_value(const std::string& name);
 bool spec_value(const std::string& name, std::string& out);
 
+// The bus monitor's tap (monitor.cpp, host/zx_bus_monitor.h).
+namespace tap {
+
+// Is a monitor watching? Looks for it at most every ZX_BUS_MONITOR_CHECK_MS; in between this is a
+// read of the monotonic clock and a comparison.
+bool watching();
+
+// When a call started, on both clocks.
+struct Stamp {
+    uint64_t realUs;
+    int64_t monoNs;
+};
+Stamp stamp();
+
+// Reports to the monitor found by the last watching(); nothing when there was none.
+void report_call(const Stamp& start, const ZX_MSG_HEAD_S& head, uint32_t msgId, uint32_t mid, uint32_t timeoutMs,
+                 uint32_t replyCap, const void* req, uint32_t reqLen, const void* reply, uint32_t replyLen,
+                 uint32_t status);
+void report_one_way(const ZX_MSG_HEAD_S& head, uint32_t msgId, uint32_t mid, const void* data, uint32_t len,
+                    uint32_t status);
+// Looks for the monitor itself: block writes are not calls.
+void report_block(uint32_t id, const void* data, uint32_t len);
+
+}  // namespace tap
+
 }  // namespace zxp

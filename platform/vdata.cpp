@@ -347,9 +347,12 @@ ZX_EXPORT uint32_t ZX_VDATA_CreShm(uint32_t size, uint32_t* id) {
 ZX_EXPORT uint32_t ZX_VDATA_UpdateData(uint32_t id, uint32_t len, const void* src) {
     if (!src && len > 0) return ZX_ERR_PARAM;
     if (zxp::fault_hit(zxhost::Call::VdataUpdate)) return ZX_VDATA_ERR_ARENA;
-    return with_block(id, len, [&](uint8_t* block) {
+    uint32_t st = with_block(id, len, [&](uint8_t* block) {
         if (len > 0) std::memcpy(block, src, len);
     });
+    // The reader usually frees the block before a monitor could look: the monitor gets the bytes.
+    if (st == ZX_OK) zxp::tap::report_block(id, src, len);
+    return st;
 }
 
 ZX_EXPORT uint32_t ZX_VDATA_ReadData(uint32_t id, uint32_t len, void* dst) {

@@ -12,9 +12,11 @@ export ZX_ROOT=$(mktemp -d)
 # The platform trace of the Java process, shown after the tour.
 trace=$(mktemp)
 sim_out=$(mktemp)
+mon_out=$(mktemp)
 cleanup() {
+  [ -n "${mon_pid:-}" ] && kill "$mon_pid" 2>/dev/null && wait "$mon_pid" 2>/dev/null
   [ -n "${sim_pid:-}" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null
-  rm -rf "$ZX_BUS_DIR" "$ZX_ROOT" "$sim_out" "$trace"
+  rm -rf "$ZX_BUS_DIR" "$ZX_ROOT" "$sim_out" "$trace" "$mon_out" "$mon_out.err"
 }
 trap cleanup EXIT
 
@@ -27,10 +29,27 @@ for _ in $(seq 100); do
 done
 grep -q "gatewaysim ready" "$sim_out" || { echo "gatewaysim did not start"; cat "$sim_out"; exit 1; }
 
+# The bus monitor watches the demo's calls; its view is shown after the demo.
+build/bin/zxmon >"$mon_out" 2>"$mon_out.err" &
+mon_pid=$!
+for _ in $(seq 100); do
+  grep -q "zxmon: watching" "$mon_out.err" && break
+  sleep 0.1
+done
+rm -f "$mon_out.err"
+
 # The Java side, as a plug-in sees it: JVM -> bridge -> bus -> simulated gateway.
 echo "== Java demo (com.zentrix.nodalis.demo.BridgeDemo)"
 ZX_TRACE=$trace java -Djava.library.path=build/lib -cp build/java/zxdeviceservice.jar:build/java/zxdemo.jar \
   com.zentrix.nodalis.demo.BridgeDemo
+
+# The same calls as the bus carried them: caller, service, command, decoded request and reply.
+sleep 0.2
+kill "$mon_pid" && wait "$mon_pid" 2>/dev/null || true
+mon_pid=
+echo
+echo "== the demo's calls on the bus (build/bin/zxmon)"
+cat "$mon_out"
 
 # What the tour changed, from the simulator's side: the radios, the WPS session and the LEDs.
 echo

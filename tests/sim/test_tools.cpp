@@ -43,6 +43,7 @@ std::vector<Tool> kit_tools() {
     return {{"gatewaysim", ZX_GATEWAYSIM},
             {"simctl", bin + "/bin/simctl"},
             {"gatewaytour", bin + "/bin/gatewaytour"},
+            {"zxmon", bin + "/bin/zxmon"},
             {"busprobe", bin + "/java/busprobe"}};
 }
 
@@ -146,6 +147,7 @@ TEST(ToolHelp, HelpAfterOtherWordsStillOnlyPrintsTheUsage) {
         {ZX_GATEWAYSIM, {"--ctl", "x", "-h"}},
         {bin + "/bin/simctl", {"--ctl", "nosuch", "--help"}},
         {bin + "/bin/simctl", {"inject", "app_m", "GetLoid", "crash", "-h"}},
+        {bin + "/bin/zxmon", {"--service", "app_m", "--json", "--help"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.path + " " + testing::PrintToString(c.args));
