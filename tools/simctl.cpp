@@ -18,6 +18,7 @@
 //   simctl [--ctl NAME] [--json] list [SERVICE]
 //   simctl --help
 //
+// A SERVICE may also be named by a part of its name that fits one service ("usb" for usb_mngt).
 // Exit status: 0 when the simulator answered "ok": true, 1 when it refused, 2 for a usage error,
 // a command name that names no command or several, or a simulator that cannot be reached. --help
 // (-h) prints the usage on standard output and connects to nothing.
@@ -78,6 +79,7 @@ void usage(FILE* out) {
         "or a part that names one command: loid), the simulator's name for it (GetLoid), or its id\n"
         "(hex as list prints it, or decimal). A name that fits several commands lists them and\n"
         "exits 2.\n"
+        "SERVICE may also be a part of a service's name that fits one service (usb: usb_mngt).\n"
         "  received     what the services received, one line a call (time, sequence number, caller,\n"
         "               command by name and id, request bytes); --follow keeps printing new calls\n"
         "               until interrupted, --new leaves out those already received, --count N ends\n"
@@ -275,6 +277,22 @@ public:
         load_sim();
         for (const std::string& s : simOrder_) add(s);
         return out;
+    }
+
+    // The service `text` names: a service's name, else the one service whose name holds it
+    // ("usb" for usb_mngt), else the text as it is (the simulator says whether it serves it).
+    // nullopt, with the candidates on stderr, when it fits several.
+    std::optional<std::string> service(const std::string& text) {
+        std::vector<std::string> all = services(), found;
+        if (std::find(all.begin(), all.end(), text) != all.end()) return text;
+        for (const std::string& s : all)
+            if (lower(s).find(lower(text)) != std::string::npos) found.push_back(s);
+        if (found.empty()) return text;
+        if (found.size() == 1) return found[0];
+        std::fprintf(stderr, "simctl: \"%s\" names %zu services:", text.c_str(), found.size());
+        for (const std::string& s : found) std::fprintf(stderr, " %s", s.c_str());
+        std::fprintf(stderr, "\n");
+        return std::nullopt;
     }
 
     bool sim_reachable() {
@@ -882,7 +900,14 @@ int main(int argc, char** argv) {
     Ctl ctl(zxhost::bus_dir() + "/" + ctlName + ".ctl");
     Names names(ctl);
     Run run{ctl, names, json};
-    const std::string& cmd = args[0];
+    const std::string cmd = args[0];
+    // A service may be named by a part of its name that fits one service.
+    static const std::set<std::string> kServiceFirst = {"state", "set", "received", "inject", "inject-clear", "list"};
+    if (kServiceFirst.count(cmd) && args.size() >= 2 && !args[1].starts_with("--")) {
+        std::optional<std::string> service = names.service(args[1]);
+        if (!service) return kUsage;
+        args[1] = *service;
+    }
     const std::vector<std::string> rest(args.begin() + 1, args.end());
     int status = kBadWords;
     bool usageError = false;

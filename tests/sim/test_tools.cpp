@@ -392,6 +392,15 @@ TEST_F(Simctl, PingStateSetAndTheRawRequestPrintTheAnswerLine) {
     EXPECT_EQ(refused.out, "{\"ok\":false,\"error\":\"unknown op \\\"nope\\\"\"}\n");
     ToolRun noService = simctl({"state", "nosuch"});
     EXPECT_EQ(noService.status, 1);
+
+    // A part of a service's name that fits one service names it.
+    ToolRun usb = simctl({"state", "usb"});
+    EXPECT_EQ(usb.status, 0) << usb.err;
+    EXPECT_NE(usb.out.find(R"("discs":[)"), std::string::npos) << usb.out;
+    ToolRun several = simctl({"state", "_"});
+    EXPECT_EQ(several.status, 2);
+    EXPECT_EQ(several.out, "");
+    EXPECT_EQ(several.err, "simctl: \"_\" names 3 services: app_m usb_mngt osgi_proxy\n");
 }
 
 TEST_F(Simctl, ListShowsEveryServiceWithItsCommandsIdsAndRecords) {
@@ -618,7 +627,7 @@ TEST_F(Simctl, UsbDeviceWriteAndReadDriveTheDeviceSide) {
 TEST_F(Simctl, WordsThatFitNoFormPrintTheUsageAndShutdownStopsTheSimulator) {
     for (const std::vector<std::string>& words :
          std::vector<std::vector<std::string>>{{"nosuch"}, {"inject", "app_m", "loid"}, {"inject", "app_m", "loid", "status"},
-                                               {"received", "a", "b", "c"}, {"usb-write", "3"}, {"list", "a", "b"}}) {
+                                               {"received", "app_m", "b", "c"}, {"usb-write", "3"}, {"list", "app_m", "b"}}) {
         SCOPED_TRACE(testing::PrintToString(words));
         ToolRun run = simctl(words);
         EXPECT_EQ(run.status, 2);
