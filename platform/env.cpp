@@ -243,11 +243,7 @@ std::string gateway_root() {
     return root.empty() ? "/" : root;
 }
 
-std::string resolve_path(const std::string& gatewayPath) {
-    char buf[4096];
-    if (ZX_OS_ResolvePath(gatewayPath.c_str(), buf, sizeof buf) != ZX_OK) return gatewayPath;
-    return buf;
-}
+std::string resolve_path(const std::string& gatewayPath) { return zxp::resolve_gateway_path(gatewayPath); }
 
 void reload_environment() {
     {

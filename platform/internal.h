@@ -53,6 +53,10 @@ const Environment& env();
 // The per-user default is made (mode 0700, with var/ inside) by the first call.
 const std::string& gateway_root();
 
+// The host path of a gateway path under the gateway root (see zx_os.h); every file call of the
+// platform and zxhost::resolve_path go through it.
+std::string resolve_gateway_path(const std::string& path);
+
 // Creates the bus directory (mode 0700) if needed and checks it belongs to us.
 // Returns ZX_OK or ZX_ERR_SYS.
 uint32_t ensure_bus_dir();

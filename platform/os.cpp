@@ -58,8 +58,10 @@ bool has_dot_dot(const std::string& p) {
     return false;
 }
 
+}  // namespace
+
 // The path the host really uses for a gateway path (see zx_os.h).
-std::string resolved(const char* path) {
+std::string zxp::resolve_gateway_path(const std::string& path) {
     std::string p = path;
     const std::string& root = zxp::gateway_root();
     if (root.empty() || p.empty() || p[0] != '/') return p;
@@ -72,15 +74,13 @@ std::string resolved(const char* path) {
     return root + p;
 }
 
-}  // namespace
-
 // ---------------------------------------------------------------------------------------------
 // Files
 // ---------------------------------------------------------------------------------------------
 
 ZX_EXPORT uint32_t ZX_OS_ResolvePath(const char* path, char* out, uint32_t outSize) {
     if (!path || !out || outSize == 0) return ZX_ERR_PARAM;
-    std::string r = resolved(path);
+    std::string r = zxp::resolve_gateway_path(path);
     if (r.size() + 1 > outSize) {
         out[0] = '\0';
         return ZX_ERR_NOSPACE;
@@ -95,7 +95,7 @@ ZX_EXPORT int32_t ZX_OS_Open(const char* path, int32_t flags, int32_t mode) {
         return -1;
     }
     if (zxp::fault_hit(zxhost::Call::Open)) return -1;
-    return ::open(resolved(path).c_str(), flags | O_CLOEXEC, static_cast<mode_t>(mode));
+    return ::open(zxp::resolve_gateway_path(path).c_str(), flags | O_CLOEXEC, static_cast<mode_t>(mode));
 }
 
 ZX_EXPORT int32_t ZX_OS_Read(int32_t fd, void* buf, uint32_t len) {
@@ -131,7 +131,7 @@ ZX_EXPORT FILE* ZX_OS_Fopen(const char* path, const char* mode) {
     for (const char* c = mode; *c; ++c)
         if (*c != 't') m += *c;
     m += 'e';
-    return std::fopen(resolved(path).c_str(), m.c_str());
+    return std::fopen(zxp::resolve_gateway_path(path).c_str(), m.c_str());
 }
 
 ZX_EXPORT int32_t ZX_OS_Fclose(FILE* fp) { return fp ? std::fclose(fp) : EOF; }

@@ -230,6 +230,9 @@ TEST(GatewayRoot, DotDotStepsNeverClimbAboveTheRoot) {
     EXPECT_EQ(resolved("/dev/../var/x"), r + "/var/x") << "not a /dev path once the steps are taken";
     EXPECT_EQ(resolved("/.."), r + "/");
     EXPECT_EQ(resolved("/var/..x/y"), r + "/var/..x/y") << "a name that starts with dots is a name";
+    // However long, a gateway path is never handed back as it is.
+    const std::string longPath = "/var/" + std::string(5000, 'x');
+    EXPECT_EQ(zxhost::resolve_path(longPath), r + longPath);
 }
 
 // The library's operation log, created by the bundle functions: under the per-user root by
