@@ -170,8 +170,11 @@ def main():
     work = tempfile.mkdtemp(prefix="zxsoak-", dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
     bus = os.path.join(work, "bus")
     os.mkdir(bus, 0o700)
-    env = dict(os.environ, ZX_BUS_DIR=bus, ZX_TRACE="off", ZX_TIMEOUT_SCALE=args.timeout_scale)
-    for name in ("ZX_PROC_NAME", "ZX_PROC_DIR", "ZX_ROOT"):
+    # A gateway root of the run's own: the discs and the plug-in operation log live in it.
+    root = os.path.join(work, "root")
+    os.makedirs(os.path.join(root, "var"), 0o700)
+    env = dict(os.environ, ZX_BUS_DIR=bus, ZX_ROOT=root, ZX_TRACE="off", ZX_TIMEOUT_SCALE=args.timeout_scale)
+    for name in ("ZX_PROC_NAME", "ZX_PROC_DIR"):
         env.pop(name, None)
     if args.profile:
         env["ZX_PROFILE"] = args.profile

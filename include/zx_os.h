@@ -3,9 +3,14 @@
  *
  * Host behaviour (Linux build):
  *  - Gateway absolute paths ("/var/...", "/mnt/jffs2/...", "/etc/...") given to ZX_OS_Open and
- *    ZX_OS_Fopen are resolved under the directory named by ZX_ROOT when it is set, so the
- *    library's literal paths work unprivileged. Paths under /dev, /proc and /sys, relative paths
- *    and paths already inside ZX_ROOT are used as they are.
+ *    ZX_OS_Fopen are resolved under the gateway root, so the library's literal paths work
+ *    unprivileged and never reach the host's own /var or /mnt by accident. The gateway root is
+ *    the directory named by ZX_ROOT; when ZX_ROOT is unset or empty, a directory of the user's
+ *    own, made with mode 0700 (and var/ inside) on first use:
+ *    ${XDG_STATE_HOME:-$HOME/.local/state}/zxgateway/root, or ${TMPDIR:-/tmp}/zxgateway-<uid>/root
+ *    when that cannot be made (no HOME, a read-only one); ZX_ROOT=/ uses the paths as they are.
+ *    ".." steps never climb above the root. Paths under /dev, /proc and /sys, relative paths
+ *    and paths already inside the root are used as they are.
  *  - Functions returning uint32_t answer ZX_OK (0) or a code of zx_errno.h.
  *  - ZX_OS_GetLastErr() returns errno of the calling thread; the bounded string functions set it
  *    to ERANGE when they cut.
@@ -96,7 +101,7 @@ int32_t ZX_OS_Printf(const char *fmt, ...) __attribute__((format(printf, 1, 2)))
 int32_t ZX_OS_GetLastErr(void);
 
 /* ---------------------------------------------------------------------------------------------
- * Files. Gateway absolute paths are resolved under ZX_ROOT (see the top of this file).
+ * Files. Gateway absolute paths are resolved under the gateway root (see the top of this file).
  * ------------------------------------------------------------------------------------------- */
 
 int32_t ZX_OS_Open(const char *path, int32_t flags, int32_t mode); /* fd or -1 (errno set) */

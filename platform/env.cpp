@@ -37,6 +37,68 @@ std::string getenv_or(const char* name, const std::string& fallback) {
     return (v && *v) ? std::string(v) : fallback;
 }
 
+// An absolute path from the environment, else the fallback (relative values are ignored, as the
+// XDG base directories ask).
+std::string getenv_absolute(const char* name, const std::string& fallback) {
+    const char* v = std::getenv(name);
+    return (v && v[0] == '/') ? std::string(v) : fallback;
+}
+
+// The per-user default gateway root under the user's state directory, and the home directory it
+// lies under ("" when XDG_STATE_HOME names the state directory); "" without an absolute HOME.
+std::string private_root_home(std::string& home) {
+    std::string state = getenv_absolute("XDG_STATE_HOME", "");
+    home.clear();
+    if (state.empty()) {
+        home = getenv_absolute("HOME", "");
+        if (home.empty()) return "";
+        while (home.size() > 1 && home.back() == '/') home.pop_back();
+        state = (home == "/" ? "" : home) + "/.local/state";
+    }
+    while (state.size() > 1 && state.back() == '/') state.pop_back();
+    return state + "/zxgateway/root";
+}
+
+// A directory of our own: made with mode 0700 when missing, then it must be a directory (not a
+// link) that belongs to us. With `privateOnly` an existing one must also be closed to others.
+bool own_dir(const std::string& path, bool privateOnly) {
+    if (mkdir(path.c_str(), 0700) == 0) return chmod(path.c_str(), 0700) == 0;  // whatever the umask
+    if (errno != EEXIST) return false;
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != getuid()) return false;
+    return !privateOnly || (st.st_mode & 077) == 0;
+}
+
+// Makes the directories leading to `path` (each one made with mode 0700; existing ones are taken
+// as they are: a home directory may well be a link) and `path` itself as a directory of our own.
+bool make_private_dir(const std::string& path) {
+    if (path.empty() || path[0] != '/') return false;
+    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+        std::string step = path.substr(0, slash);
+        if (mkdir(step.c_str(), 0700) != 0 && errno != EEXIST) return false;
+    }
+    return own_dir(path, false);
+}
+
+// Where gateway paths go when no per-user root can be made: nothing can be made or opened below
+// a character device, so every file call on a gateway path fails.
+constexpr char kNoRoot[] = "/dev/null/no-gateway-root";
+
+// The per-user default root: under the state directory, else (no usable HOME, a read-only one)
+// in the temporary directory, in a directory of ours that nobody else can enter. When neither can
+// be made, opening a gateway path fails: nothing lands in the host's own /var or /mnt.
+std::string make_private_root(const Environment& e) {
+    // var/ inside, so that the plug-in operation log can be written from the start.
+    auto with_var = [](const std::string& root) { return mkdir((root + "/var").c_str(), 0700) == 0 || errno == EEXIST; };
+    // A home directory that does not exist is not made (HOME=/nonexistent of a system account).
+    struct stat home {};
+    bool homeUsable = e.rootHome.empty() || (stat(e.rootHome.c_str(), &home) == 0 && S_ISDIR(home.st_mode));
+    if (homeUsable && make_private_dir(e.root) && with_var(e.root)) return e.root;
+    std::string base = e.rootFallback.substr(0, e.rootFallback.rfind('/'));
+    if (own_dir(base, true) && own_dir(e.rootFallback, false) && with_var(e.rootFallback)) return e.rootFallback;
+    return kNoRoot;
+}
+
 Environment* load_environment() {
     auto* e = new Environment;
     std::string defaultDir =
@@ -44,8 +106,16 @@ Environment* load_environment() {
     e->busDir = getenv_or("ZX_BUS_DIR", defaultDir);
     e->profilePath = getenv_or("ZX_PROFILE", ZX_DEFAULT_PROFILE);
     e->root = getenv_or("ZX_ROOT", "");
-    while (e->root.size() > 1 && e->root.back() == '/') e->root.pop_back();
-    if (e->root == "/") e->root.clear();
+    if (e->root.empty()) {
+        e->privateRoot = true;
+        e->root = private_root_home(e->rootHome);
+        std::string tmp = getenv_absolute("TMPDIR", "/tmp");
+        while (tmp.size() > 1 && tmp.back() == '/') tmp.pop_back();
+        e->rootFallback = (tmp == "/" ? "" : tmp) + "/zxgateway-" + std::to_string(getuid()) + "/root";
+    } else {
+        while (e->root.size() > 1 && e->root.back() == '/') e->root.pop_back();
+        if (e->root == "/") e->root.clear();
+    }
     e->procDir = getenv_or("ZX_PROC_DIR", "/proc");
     e->procName = getenv_or("ZX_PROC_NAME", "");
     e->timeoutScale = 1.0;
@@ -98,6 +168,13 @@ const Environment& env() {
         g_env.store(e, std::memory_order_release);
     }
     return *e;
+}
+
+const std::string& gateway_root() {
+    const Environment& e = env();
+    if (!e.privateRoot) return e.root;
+    std::call_once(e.rootMade, [&e] { e.rootInUse = make_private_root(e); });
+    return e.rootInUse;
 }
 
 uint32_t ensure_bus_dir() {
@@ -161,11 +238,12 @@ std::string profile_path() { return zxp::env().profilePath; }
 
 double timeout_scale() { return zxp::env().timeoutScale; }
 
-std::string resolve_path(const std::string& gatewayPath) {
-    char buf[4096];
-    if (ZX_OS_ResolvePath(gatewayPath.c_str(), buf, sizeof buf) != ZX_OK) return gatewayPath;
-    return buf;
+std::string gateway_root() {
+    const std::string& root = zxp::gateway_root();
+    return root.empty() ? "/" : root;
 }
+
+std::string resolve_path(const std::string& gatewayPath) { return zxp::resolve_gateway_path(gatewayPath); }
 
 void reload_environment() {
     {

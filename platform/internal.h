@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -30,13 +31,31 @@ std::optional<size_t> alloc_room(const void* p);
 struct Environment {
     std::string busDir;       // ZX_BUS_DIR or /dev/shm/zxbus-<uid> (/tmp when /dev/shm is missing)
     std::string profilePath;  // ZX_PROFILE or the default profile of the source tree
-    std::string root;         // ZX_ROOT without a trailing '/', "" when unset
+    // The gateway root: ZX_ROOT without a trailing '/'; "" for ZX_ROOT=/ (gateway paths used as
+    // they are). When ZX_ROOT is unset or empty, the per-user default: root is
+    // ${XDG_STATE_HOME:-$HOME/.local/state}/zxgateway/root ("" without a usable HOME) and
+    // rootFallback ${TMPDIR:-/tmp}/zxgateway-<uid>/root, taken when root cannot be made.
+    std::string root;
+    bool privateRoot = false;
+    std::string rootHome;  // the HOME root lies under ("" when XDG_STATE_HOME gives it): must exist
+    std::string rootFallback;
     std::string procDir;      // ZX_PROC_DIR or /proc
     std::string procName;     // ZX_PROC_NAME, "" when unset
     double timeoutScale = 1.0;
+    // The per-user default root actually in use, set once by gateway_root().
+    mutable std::once_flag rootMade;
+    mutable std::string rootInUse;
 };
 
 const Environment& env();
+
+// The gateway root in use: "" when gateway paths are used literally (ZX_ROOT=/), else a directory.
+// The per-user default is made (mode 0700, with var/ inside) by the first call.
+const std::string& gateway_root();
+
+// The host path of a gateway path under the gateway root (see zx_os.h); every file call of the
+// platform and zxhost::resolve_path go through it.
+std::string resolve_gateway_path(const std::string& path);
 
 // Creates the bus directory (mode 0700) if needed and checks it belongs to us.
 // Returns ZX_OK or ZX_ERR_SYS.

@@ -30,11 +30,42 @@ namespace {
 
 bool has_prefix(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
 
+// A gateway path with its ".." steps taken lexically, never above "/" (as on the gateway, where
+// "/.." is "/"), so that a path cannot climb out of the gateway root.
+std::string without_dot_dot(const std::string& p) {
+    std::vector<std::string> steps;
+    size_t start = 1;
+    while (start <= p.size()) {
+        size_t end = p.find('/', start);
+        if (end == std::string::npos) end = p.size();
+        std::string step = p.substr(start, end - start);
+        if (step == "..") {
+            if (!steps.empty()) steps.pop_back();
+        } else if (!step.empty() && step != ".") {
+            steps.push_back(step);
+        }
+        start = end + 1;
+    }
+    std::string out;
+    for (const std::string& step : steps) out += "/" + step;
+    if (out.empty() || p.back() == '/') out += '/';
+    return out;
+}
+
+bool has_dot_dot(const std::string& p) {
+    for (size_t at = p.find(".."); at != std::string::npos; at = p.find("..", at + 1))
+        if (p[at - 1] == '/' && (at + 2 == p.size() || p[at + 2] == '/')) return true;
+    return false;
+}
+
+}  // namespace
+
 // The path the host really uses for a gateway path (see zx_os.h).
-std::string resolved(const char* path) {
+std::string zxp::resolve_gateway_path(const std::string& path) {
     std::string p = path;
-    const std::string& root = zxp::env().root;
+    const std::string& root = zxp::gateway_root();
     if (root.empty() || p.empty() || p[0] != '/') return p;
+    if (has_dot_dot(p)) p = without_dot_dot(p);
     for (const char* sys : {"/dev", "/proc", "/sys"}) {
         size_t n = std::strlen(sys);
         if (p.compare(0, n, sys) == 0 && (p.size() == n || p[n] == '/')) return p;
@@ -43,15 +74,13 @@ std::string resolved(const char* path) {
     return root + p;
 }
 
-}  // namespace
-
 // ---------------------------------------------------------------------------------------------
 // Files
 // ---------------------------------------------------------------------------------------------
 
 ZX_EXPORT uint32_t ZX_OS_ResolvePath(const char* path, char* out, uint32_t outSize) {
     if (!path || !out || outSize == 0) return ZX_ERR_PARAM;
-    std::string r = resolved(path);
+    std::string r = zxp::resolve_gateway_path(path);
     if (r.size() + 1 > outSize) {
         out[0] = '\0';
         return ZX_ERR_NOSPACE;
@@ -66,7 +95,7 @@ ZX_EXPORT int32_t ZX_OS_Open(const char* path, int32_t flags, int32_t mode) {
         return -1;
     }
     if (zxp::fault_hit(zxhost::Call::Open)) return -1;
-    return ::open(resolved(path).c_str(), flags | O_CLOEXEC, static_cast<mode_t>(mode));
+    return ::open(zxp::resolve_gateway_path(path).c_str(), flags | O_CLOEXEC, static_cast<mode_t>(mode));
 }
 
 ZX_EXPORT int32_t ZX_OS_Read(int32_t fd, void* buf, uint32_t len) {
@@ -102,7 +131,7 @@ ZX_EXPORT FILE* ZX_OS_Fopen(const char* path, const char* mode) {
     for (const char* c = mode; *c; ++c)
         if (*c != 't') m += *c;
     m += 'e';
-    return std::fopen(resolved(path).c_str(), m.c_str());
+    return std::fopen(zxp::resolve_gateway_path(path).c_str(), m.c_str());
 }
 
 ZX_EXPORT int32_t ZX_OS_Fclose(FILE* fp) { return fp ? std::fclose(fp) : EOF; }

@@ -2,8 +2,14 @@
 // object per line with "ok": true and the operation's members, or "ok": false and "error".
 //
 //   {"op":"ping"}                               -> "pid", "services": [names]
-//   {"op":"received"[,"service":S][,"clear":true]} -> "records": [...] (oldest first); with clear,
-//                                                  the records returned are forgotten
+//   {"op":"received"[,"service":S[,"msgId":N]][,"after":SEQ][,"clear":true]}
+//                                               -> "records": [...] (oldest first): of the service,
+//                                                  of one of its commands, those with a sequence
+//                                                  number above SEQ; with clear, the records
+//                                                  returned are forgotten
+//   {"op":"commands"[,"service":S]}             -> "services": [{"name":S,"commands":[{"msgId",
+//                                                  "name"}, ...]}, ...]: the commands each service
+//                                                  served here answers, by id
 //   {"op":"clear"}                              forgets every record
 //   {"op":"state","service":S}                  -> "state": the service's state
 //   {"op":"set","service":S,"state":{...}}      sets those top-level members -> "state"
@@ -20,9 +26,12 @@
 //                                               max (65536)
 //
 // Numbers (msgId, value, times) may also be texts in C notation ("0xF7213003"); a msgId may also
-// be the name of one of the service's commands ("GetLoid"). A record is
+// be the name of one of the service's commands ("GetLoid") or its name in the wire catalogue
+// ("ZX_APPM_RPC_GET_LOID", "get-loid", or a part that names one command: "loid"; a part that
+// names several is refused with their names). A record is
 // {"service","seq","head":{"srcWord","srcName","midWord","dstName","tag","resv"},"msgId","mid",
-//  "oneWay","timeoutMs","replyCap","callerPid","data"[,"decoded"]} with resv and data in hex.
+//  "oneWay","timeoutMs","replyCap","callerPid","timeMs","data"[,"decoded"]} with resv and data in
+// hex, and timeMs the time it arrived (milliseconds since the epoch).
 #include <signal.h>
 #include <unistd.h>
 
@@ -31,9 +40,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "gateway.h"
 #include "usb_mngt/usb_devices.h"
+#include "zx_wire_catalog.h"
 
 namespace zxsim {
 namespace {
@@ -56,13 +67,34 @@ Service* requested_service(Gateway& gw, json_object* req, Failure& failure) {
 
 bool has_member(json_object* obj, const char* key) { return json_object_object_get_ex(obj, key, nullptr); }
 
-// The request's "msgId": a number, or the name of one of the service's commands ("GetLoid").
-std::optional<uint32_t> requested_msg_id(const Service* service, json_object* req) {
+// The request's "msgId": a number, the name of one of the service's commands in its table
+// ("GetLoid"), or a name the wire catalogue gives one command of the service (zxwire::match: the
+// macro's name "ZX_APPM_RPC_GET_LOID", "get_loid", or a part of it that names one command, "loid").
+std::optional<uint32_t> requested_msg_id(const Service* service, json_object* req, Failure& failure) {
     if (std::optional<uint32_t> id = member_u32(req, "msgId")) return id;
     const char* name = member_text(req, "msgId");
-    const Command* command = service && name ? find_command_named(service->commands(), name) : nullptr;
-    if (command) return command->msgId;
+    if (service && name) {
+        if (const Command* command = find_command_named(service->commands(), name)) return command->msgId;
+        std::vector<const zxwire::Command*> found = zxwire::match(service->name(), name);
+        if (found.size() == 1) return found[0]->id;
+        if (found.size() > 1) {
+            std::string names;
+            for (const zxwire::Command* c : found) names += (names.empty() ? "" : ", ") + std::string(c->name);
+            failure = std::string("\"") + name + "\" names several commands of " + service->name() + ": " + names;
+            return std::nullopt;
+        }
+    }
+    failure = "\"msgId\" must be a 32-bit number or the name of one of the service's commands";
     return std::nullopt;
+}
+
+// A member that must be a JSON integer from 0 up.
+std::optional<uint64_t> member_u64(json_object* obj, const char* key) {
+    json_object* v = nullptr;
+    if (!json_object_object_get_ex(obj, key, &v) || !json_object_is_type(v, json_type_int)) return std::nullopt;
+    int64_t i = json_object_get_int64(v);
+    if (i < 0) return std::nullopt;
+    return static_cast<uint64_t>(i);
 }
 
 Failure op_ping(Gateway& gw, json_object*, json_object* answer) {
@@ -75,15 +107,48 @@ Failure op_ping(Gateway& gw, json_object*, json_object* answer) {
 
 Failure op_received(Gateway& gw, json_object* req, json_object* answer) {
     Failure failure;
-    const char* filter = nullptr;
+    Recorder::Filter filter;
+    Service* service = nullptr;
     if (has_member(req, "service")) {
-        Service* service = requested_service(gw, req, failure);
+        service = requested_service(gw, req, failure);
         if (!service) return failure;
-        filter = service->name();
+        filter.service = service->name();
+    }
+    if (has_member(req, "msgId")) {
+        if (!service) return "\"msgId\" needs a \"service\"";
+        if (!(filter.msgId = requested_msg_id(service, req, failure))) return failure;
+    }
+    if (has_member(req, "after")) {
+        std::optional<uint64_t> after = member_u64(req, "after");
+        if (!after) return "\"after\" must be a sequence number";
+        filter.after = *after;
     }
     json_object* clear = nullptr;
     bool clearing = json_object_object_get_ex(req, "clear", &clear) && json_object_get_boolean(clear);
     json_object_object_add(answer, "records", gw.recorder().list(filter, clearing).release());
+    return std::nullopt;
+}
+
+Failure op_commands(Gateway& gw, json_object* req, json_object* answer) {
+    Failure failure;
+    Service* only = nullptr;
+    if (has_member(req, "service") && !(only = requested_service(gw, req, failure))) return failure;
+    json_object* services = json_object_new_array();
+    for (const auto& service : gw.services()) {
+        if (only && service.get() != only) continue;
+        json_object* commands = json_object_new_array();
+        for (const Command& c : service->commands()) {
+            json_object* command = json_object_new_object();
+            json_object_object_add(command, "msgId", json_object_new_int64(c.msgId));
+            json_object_object_add(command, "name", json_object_new_string(c.name));
+            json_object_array_add(commands, command);
+        }
+        json_object* entry = json_object_new_object();
+        json_object_object_add(entry, "name", json_object_new_string(service->name()));
+        json_object_object_add(entry, "commands", commands);
+        json_object_array_add(services, entry);
+    }
+    json_object_object_add(answer, "services", services);
     return std::nullopt;
 }
 
@@ -116,8 +181,8 @@ Failure op_inject(Gateway& gw, json_object* req, json_object*) {
     Failure failure;
     Service* service = requested_service(gw, req, failure);
     if (!service) return failure;
-    std::optional<uint32_t> msgId = requested_msg_id(service, req);
-    if (!msgId) return "\"msgId\" must be a 32-bit number or the name of one of the service's commands";
+    std::optional<uint32_t> msgId = requested_msg_id(service, req, failure);
+    if (!msgId) return failure;
     const char* kindName = member_text(req, "fault");
     std::optional<FaultKind> kind = kindName ? fault_kind(kindName) : std::nullopt;
     if (!kind) return "\"fault\" must be one of status, delay, noreply, crash";
@@ -149,8 +214,7 @@ Failure op_inject_clear(Gateway& gw, json_object* req, json_object* answer) {
         serviceName = service->name();
     }
     std::optional<uint32_t> msgId;
-    if (has_member(req, "msgId") && !(msgId = requested_msg_id(service, req)))
-        return "\"msgId\" must be a 32-bit number or the name of one of the service's commands";
+    if (has_member(req, "msgId") && !(msgId = requested_msg_id(service, req, failure))) return failure;
     size_t cleared = gw.faults().clear(serviceName, msgId);
     gw.faults().report_clear(serviceName, msgId, cleared);
     json_object_object_add(answer, "cleared", json_object_new_int64(static_cast<int64_t>(cleared)));
@@ -238,6 +302,7 @@ struct Op {
 constexpr Op kOps[] = {
     {"ping", op_ping},
     {"received", op_received},
+    {"commands", op_commands},
     {"clear", op_clear},
     {"state", op_state},
     {"set", op_set},

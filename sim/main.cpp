@@ -42,6 +42,9 @@ void usage(FILE* out) {
                  "  --ctl NAME       name of the control socket\n"
                  "  --profile PATH   gateway profile (default: ZX_PROFILE, else the default profile)\n"
                  "  -h, --help       print this help and exit\n"
+                 "The gateway's paths (the discs /mnt/usb1_1, ...) are directories under ZX_ROOT; when\n"
+                 "it is unset, under ${XDG_STATE_HOME:-$HOME/.local/state}/zxgateway/root (made with\n"
+                 "mode 0700); ZX_ROOT=/ uses them as they are.\n"
                  "services:");
     for (const zxsim::ServiceDef* def : zxsim::all_services()) std::fprintf(out, " %s", def->name);
     std::fprintf(out, "\n");

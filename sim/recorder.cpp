@@ -1,6 +1,7 @@
 #include "recorder.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 namespace zxsim {
@@ -38,6 +39,9 @@ uint64_t Recorder::add(const std::string& service, const zxhost::BusRequest& req
     r.timeoutMs = req.timeoutMs;
     r.replyCap = req.replyCap;
     r.callerPid = req.callerPid;
+    r.timeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
+                   std::chrono::system_clock::now().time_since_epoch())
+                   .count();
     r.data.assign(req.data.begin(), req.data.end());
 
     std::lock_guard lock(mutex_);
@@ -54,8 +58,11 @@ void Recorder::set_decoded(uint64_t seq, JsonPtr decoded) {
     if (it != records_.end() && it->seq == seq) it->decoded = std::move(decoded);
 }
 
-JsonPtr Recorder::list(const char* service, bool clear) {
-    auto matches = [service](const Record& r) { return !service || r.service == service; };
+JsonPtr Recorder::list(const Filter& filter, bool clear) {
+    auto matches = [&filter](const Record& r) {
+        return (!filter.service || r.service == filter.service) && (!filter.msgId || r.msgId == *filter.msgId) &&
+               r.seq > filter.after;
+    };
     JsonPtr out(json_object_new_array());
     std::lock_guard lock(mutex_);
     for (const Record& r : records_)
@@ -80,6 +87,7 @@ JsonPtr Recorder::to_json(const Record& r) {
     add_u32(obj.get(), "timeoutMs", r.timeoutMs);
     add_u32(obj.get(), "replyCap", r.replyCap);
     add_u32(obj.get(), "callerPid", r.callerPid);
+    json_object_object_add(obj.get(), "timeMs", json_object_new_int64(r.timeMs));
     add_text(obj.get(), "data", to_hex(r.data));
     if (r.decoded) {
         // A copy, not a shared reference: json-c's reference counts are not atomic, and the record

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,15 @@ public:
     // Attaches what a command decoded from the request (a shared-block payload, ...) to its record.
     // Nothing happens when the record has been dropped or cleared meanwhile.
     void set_decoded(uint64_t seq, JsonPtr decoded);
-    // The records, oldest first, as a JSON array; service nullptr means every service. With
-    // clear, the records returned are forgotten.
-    JsonPtr list(const char* service, bool clear);
+    // Which records list() returns: of one service (nullptr: every one), of one message id, and
+    // only those after a sequence number (0: all).
+    struct Filter {
+        const char* service = nullptr;
+        std::optional<uint32_t> msgId;
+        uint64_t after = 0;
+    };
+    // The records, oldest first, as a JSON array. With clear, the records returned are forgotten.
+    JsonPtr list(const Filter& filter, bool clear);
     void clear();
 
 private:
@@ -38,6 +45,7 @@ private:
         uint32_t timeoutMs = 0;
         uint32_t replyCap = 0;
         uint32_t callerPid = 0;
+        int64_t timeMs = 0;  // when it arrived: milliseconds since the epoch
         std::vector<uint8_t> data;
         JsonPtr decoded;
     };

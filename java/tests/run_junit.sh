@@ -8,7 +8,8 @@
 #
 # Every run gets a private bus directory (ZX_BUS_DIR), a trace file (ZX_TRACE), the gateway profile
 # (ZX_PROFILE), and on request a time-out scale (ZX_TIMEOUT_SCALE) and an empty directory in place
-# of /proc (ZX_PROC_DIR) that the tests fill, or an empty gateway root (ZX_ROOT) holding only /var.
+# of /proc (ZX_PROC_DIR) that the tests fill, or an empty gateway root (ZX_ROOT) holding only /var
+# (without it, the per-user default root under XDG_STATE_HOME, which is the run's own too).
 # --preload names the sanitizer runtimes (colon separated) that a JVM loading sanitized libraries
 # needs first; the JVM then gets the sanitizer options it can live with, while the processes the
 # tests start get the caller's own options back.
@@ -59,6 +60,9 @@ else
   unset ZX_PROC_DIR
 fi
 unset ZX_ROOT ZX_PROC_NAME
+# Without a root of the class's own, the platform's per-user default root is used: it is made
+# under this run's own state directory, not the tester's home.
+export XDG_STATE_HOME=$work/state
 if ((scratch_root)); then
   mkdir -p "$work/root/var"
   export ZX_ROOT=$work/root

@@ -24,7 +24,10 @@ namespace zxhost {
 ZX_HOST_API std::string bus_dir();
 // Path of the gateway profile in use (ZX_PROFILE or the default profile of the source tree).
 ZX_HOST_API std::string profile_path();
-// ZX_ROOT resolution of a gateway absolute path (see zx_os.h).
+// The gateway root in use (see zx_os.h): ZX_ROOT, "/" when ZX_ROOT=/ (gateway paths used as they
+// are), or when ZX_ROOT is unset the per-user directory, made by this call if missing.
+ZX_HOST_API std::string gateway_root();
+// A gateway absolute path resolved under the gateway root (see zx_os.h).
 ZX_HOST_API std::string resolve_path(const std::string& gatewayPath);
 // Factor applied to every bus time-out (ZX_TIMEOUT_SCALE, default 1).
 ZX_HOST_API double timeout_scale();

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -77,14 +76,8 @@ void make_disc_dirs(Service& usbService) {
     JsonPtr state = usbService.state_copy();
     json_object* list = child(state.get(), "discs");
     if (!list || !json_object_is_type(list, json_type_array)) return;
-    // Without a gateway root the mount paths are the host's own (/mnt/...): the simulator does not
-    // make directories there. ZX_ROOT=/ asks for exactly that.
-    const char* root = std::getenv("ZX_ROOT");
-    if (!root || !*root) {
-        if (json_object_array_length(list) > 0)
-            std::fprintf(stderr, "gatewaysim: usb_mngt: ZX_ROOT is unset: the discs' directories are not made\n");
-        return;
-    }
+    // The mount paths resolve under the gateway root (the per-user one when ZX_ROOT is unset); only
+    // ZX_ROOT=/ makes them in the host's own /mnt.
     for (size_t i = 0; i < json_object_array_length(list); ++i) {
         json_object* d = json_object_array_get_idx(list, i);
         std::string mount = text_of(d, "mount");

@@ -3,11 +3,12 @@
 //   "discs": [{"name": "USB_DISK1", "fsType": "vfat", "mount": "/mnt/usb1_1",
 //              "files": ["movies/holiday.mp4", "photos/beach.jpg"]}, ...]
 //
-// A disc is the directory its gateway mount path names, resolved under ZX_ROOT (the literal path
-// when ZX_ROOT is unset): the host path, which is what the disc list and the mount-path query
-// answer. The directory (and its parents) is made when the service starts and whenever the control
-// socket sets members of its state, together with each file of "files" (a path relative to the
-// disc, made empty) that is missing; what cannot be made is reported on stderr and the disc is
+// A disc is the directory its gateway mount path names, resolved under the gateway root (ZX_ROOT,
+// the per-user directory when it is unset, the literal path for ZX_ROOT=/; see zx_os.h): the host
+// path, which is what the disc list and the mount-path query answer. The directory (and its
+// parents) is made when the service starts and whenever the control socket sets members of its
+// state, together with each file of "files" (a path relative to the disc, made empty) that is
+// missing; what cannot be made is reported on stderr and the disc is
 // listed all the same. The media scanner of "app_m" walks the same directories.
 #pragma once
 
@@ -24,7 +25,7 @@ struct Disc {
     std::string name;
     std::string fsType;
     std::string mount;     // the gateway path, as the state has it
-    std::string hostPath;  // the mount path resolved under ZX_ROOT
+    std::string hostPath;  // the mount path resolved under the gateway root
 };
 
 // The discs of a "usb_mngt" state, in their order (at most ZX_USB_MAX_DISCS of them).

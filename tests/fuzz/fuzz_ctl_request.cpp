@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -87,10 +88,25 @@ void answer_line(std::string_view line) {
     json_object_put(obj);
 }
 
+// A gateway root of the run's own: the discs an input sets are made in it, and it goes at the end.
+std::string g_root;
+
+void remove_root() {
+    std::error_code ec;
+    std::filesystem::remove_all(g_root, ec);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    unsetenv("ZX_ROOT");  // discs are answered by their gateway paths; nothing is made on the host
+    std::string templ = (std::getenv("TMPDIR") ? std::string(std::getenv("TMPDIR")) : "/tmp") + "/zxfuzz-root-XXXXXX";
+    if (!mkdtemp(templ.data())) {
+        std::perror("mkdtemp");
+        std::abort();
+    }
+    g_root = templ;
+    std::atexit(remove_root);
+    setenv("ZX_ROOT", g_root.c_str(), 1);
     gateway();
     return 0;
 }

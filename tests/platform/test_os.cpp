@@ -52,8 +52,9 @@ TEST(Os, GatewayPathsResolveUnderTheRoot) {
     EXPECT_EQ(ZX_OS_ResolvePath("/x", nullptr, 4), ZX_ERR_PARAM);
     EXPECT_EQ(ZX_OS_ResolvePath("/x", buf, 0), ZX_ERR_PARAM);
     EXPECT_EQ(zxhost::resolve_path("/var/a"), root.path() + "/var/a");
-    zxtest::set_env("ZX_ROOT", nullptr);
+    zxtest::set_env("ZX_ROOT", "/");
     EXPECT_EQ(zxhost::resolve_path("/var/a"), "/var/a");
+    zxtest::set_env("ZX_ROOT", nullptr);
 }
 
 TEST(Os, FopenAppendsUnderTheRootAndAcceptsTextMode) {

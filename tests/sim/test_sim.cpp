@@ -442,6 +442,98 @@ TEST(SimRecorder, ReceivedFiltersByServiceAndClears) {
     EXPECT_EQ(count(sim.records()), 0u);
 }
 
+TEST(SimRecorder, ReceivedFiltersByCommandAndBySequenceNumber) {
+    zxtest::ScopedBusDir bus;
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    ASSERT_EQ(call_loid().status, ZX_OK);
+    ASSERT_EQ(call_status("app_m", kNoSuchCommand), ZX_SIM_ERR_UNKNOWN_MSG);
+    ASSERT_EQ(call_loid().status, ZX_OK);
+    JsonPtr all = sim.records();
+    ASSERT_EQ(count(all), 3u);
+    const int64_t first = json_int(at(all, 0), "seq");
+
+    JsonPtr answer;
+    for (const char* id : {R"("GetLoid")", R"("ZX_APPM_RPC_GET_LOID")", R"("loid")", "1192243275"}) {
+        SCOPED_TRACE(id);
+        ASSERT_TRUE(sim.ctl_ok(std::string(R"({"op":"received","service":"app_m","msgId":)") + id + "}", &answer));
+        json_object* records = member(answer.get(), "records");
+        ASSERT_EQ(json_object_array_length(records), 2u);
+        EXPECT_EQ(json_int(json_object_array_get_idx(records, 1), "seq"), first + 2);
+    }
+    ASSERT_TRUE(sim.ctl_ok(R"({"op":"received","after":)" + std::to_string(first) + "}", &answer));
+    json_object* after = member(answer.get(), "records");
+    ASSERT_EQ(json_object_array_length(after), 2u);
+    EXPECT_EQ(json_int(json_object_array_get_idx(after, 0), "msgId"), kNoSuchCommand);
+    ASSERT_TRUE(sim.ctl_ok(R"({"op":"received","after":)" + std::to_string(first + 2) + "}", &answer));
+    EXPECT_EQ(json_object_array_length(member(answer.get(), "records")), 0u);
+    // The arrival time travels with each record, in the order of arrival.
+    EXPECT_GT(json_int(at(all, 0), "timeMs"), 0);
+    EXPECT_LE(json_int(at(all, 0), "timeMs"), json_int(at(all, 2), "timeMs"));
+
+    for (const char* bad : {R"({"op":"received","msgId":"GetLoid"})", R"({"op":"received","after":-1})",
+                            R"({"op":"received","after":"3"})", R"({"op":"received","service":"app_m","msgId":"wlan"})",
+                            R"({"op":"received","service":"app_m","msgId":"nosuch"})"}) {
+        JsonPtr refused = sim.ctl(bad);
+        ASSERT_TRUE(refused) << bad;
+        EXPECT_FALSE(json_object_get_boolean(member(refused.get(), "ok"))) << bad;
+    }
+    EXPECT_EQ(count(sim.records()), 3u) << "nothing was cleared";
+}
+
+TEST(SimControl, CommandsListsTheCommandsEachServiceAnswers) {
+    zxtest::ScopedBusDir bus;
+    SimProcess sim({.services = {"app_m", "tarn"}, .ctl = "two"});
+    ASSERT_TRUE(sim.start());
+    JsonPtr answer;
+    ASSERT_TRUE(sim.ctl_ok(R"({"op":"commands"})", &answer));
+    json_object* services = member(answer.get(), "services");
+    ASSERT_EQ(json_object_array_length(services), 2u);
+    EXPECT_EQ(json_text(json_object_array_get_idx(services, 1), "name"), "tarn");
+    json_object* appm = json_object_array_get_idx(services, 0);
+    EXPECT_EQ(json_text(appm, "name"), "app_m");
+    json_object* commands = member(appm, "commands");
+    bool loid = false;
+    int64_t previous = -1;
+    for (size_t i = 0; i < json_object_array_length(commands); ++i) {
+        json_object* c = json_object_array_get_idx(commands, i);
+        EXPECT_GT(json_int(c, "msgId"), previous) << "in the order of their ids";
+        previous = json_int(c, "msgId");
+        if (json_int(c, "msgId") == kGetLoid) loid = json_text(c, "name") == "GetLoid";
+    }
+    EXPECT_TRUE(loid);
+    EXPECT_GT(json_object_array_length(commands), 30u);
+
+    ASSERT_TRUE(sim.ctl_ok(R"({"op":"commands","service":"tarn"})", &answer));
+    ASSERT_EQ(json_object_array_length(member(answer.get(), "services")), 1u);
+    JsonPtr refused = sim.ctl(R"({"op":"commands","service":"wifi"})");
+    EXPECT_EQ(json_text(refused.get(), "error"), "service \"wifi\" is not served here");
+}
+
+TEST(SimFaults, InjectTakesTheWireCatalogueNamesOfACommand) {
+    zxtest::ScopedBusDir bus;
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    for (const char* name : {"ZX_APPM_RPC_GET_LOID", "get-loid", "Get_Loid", "loid"}) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(sim.ctl_ok(std::string(R"({"op":"inject","service":"app_m","fault":"status","value":7,"times":1,"msgId":")") +
+                               name + "\"}"));
+        EXPECT_EQ(call_loid().status, 7u);
+        EXPECT_EQ(call_loid().status, ZX_OK);
+    }
+    JsonPtr several = sim.ctl(R"({"op":"inject","service":"app_m","fault":"noreply","msgId":"blacklist"})");
+    EXPECT_EQ(json_text(several.get(), "error"),
+              "\"blacklist\" names several commands of app_m: ZX_APPM_RPC_LAN_GET_INTERNET_BLACKLIST, "
+              "ZX_APPM_RPC_LAN_GET_STORAGE_BLACKLIST");
+    JsonPtr none = sim.ctl(R"({"op":"inject","service":"app_m","fault":"noreply","msgId":"nosuch"})");
+    EXPECT_EQ(json_text(none.get(), "error"),
+              "\"msgId\" must be a 32-bit number or the name of one of the service's commands");
+    // A name of another service's command is not one of app_m's.
+    JsonPtr other = sim.ctl(R"({"op":"inject","service":"app_m","fault":"noreply","msgId":"ZX_TARN_RPC_GET_WAN_IP"})");
+    EXPECT_FALSE(json_object_get_boolean(member(other.get(), "ok")));
+    ASSERT_TRUE(sim.ctl_ok(R"({"op":"inject_clear","service":"app_m","msgId":"get_loid"})"));
+}
+
 TEST(SimRecorder, OneWayMessagesAreRecorded) {
     zxtest::ScopedBusDir bus;
     SimProcess sim;
@@ -610,7 +702,7 @@ TEST(SimControl, SimctlShortcutsDriveTheSimulator) {
     EXPECT_EQ(call_loid().status, 0xF7213003u);
     EXPECT_EQ(call_loid().status, ZX_OK);
 
-    Run received = run("received app_m");
+    Run received = run("--json received app_m");  // the answer line as it is
     EXPECT_EQ(received.status, 0);
     JsonPtr receivedAnswer(json_tokener_parse(received.out.c_str()));
     EXPECT_EQ(json_object_array_length(member(receivedAnswer.get(), "records")), 3u);

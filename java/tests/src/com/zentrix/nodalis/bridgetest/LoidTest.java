@@ -3,6 +3,7 @@ package com.zentrix.nodalis.bridgetest;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.google.gson.JsonArray;
 import com.google.gson.JsonElement;
@@ -108,11 +109,16 @@ class LoidTest extends BusLinkTest {
 
     @Test
     void appMReceivesTheRequestTheBridgeBuilt() throws Exception {
+        long before = System.currentTimeMillis();
         base.sysGetLoid();
+        long after = System.currentTimeMillis();
         JsonArray records = ctl().received("app_m");
         assertEquals(1, records.size());
         JsonObject record = records.get(0).getAsJsonObject();
         record.remove("seq");
+        // When it arrived, by the same clock.
+        long arrived = record.remove("timeMs").getAsLong();
+        assertTrue(before <= arrived && arrived <= after, before + " <= " + arrived + " <= " + after);
 
         JsonObject head = new JsonObject();
         head.addProperty("srcWord", 0);
