@@ -29,7 +29,7 @@ std::optional<size_t> alloc_room(const void* p);
 // Settings read from the environment once (and again on zxhost::reload_environment()).
 struct Environment {
     std::string busDir;       // ZX_BUS_DIR or /dev/shm/zxbus-<uid> (/tmp when /dev/shm is missing)
-    std::string profilePath;  // ZX_PROFILE or the default profile of the source tree
+    std::string profilePath;  // ZX_PROFILE or the default profile found beside this library
     std::string root;         // ZX_ROOT without a trailing '/', "" when unset
     std::string procDir;      // ZX_PROC_DIR or /proc
     std::string procName;     // ZX_PROC_NAME, "" when unset
