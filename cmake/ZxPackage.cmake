@@ -18,7 +18,9 @@ install(FILES ${PROJECT_BINARY_DIR}/java/zxdeviceservice.jar
               ${PROJECT_BINARY_DIR}/java/zxdeviceservice-javadoc.jar
   DESTINATION ${ZX_INSTALL_JAVADIR} COMPONENT kit)
 
-install(FILES ${ZX_DEFAULT_PROFILE} DESTINATION ${ZX_INSTALL_DATADIR}/profiles COMPONENT kit)
+# The gateway profiles of sim/profiles (default.json is the one found by default).
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/sim/profiles/ DESTINATION ${ZX_INSTALL_DATADIR}/profiles COMPONENT kit
+  FILES_MATCHING PATTERN "*.json")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/java/demo/src/
   DESTINATION ${ZX_INSTALL_DATADIR}/examples/demo COMPONENT kit FILES_MATCHING PATTERN "*.java")
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/reference.md
