@@ -1,6 +1,8 @@
 // Environment of the host platform: bus directory, gateway profile, root directory, time-out
 // scale. Everything else in the library asks here instead of reading the environment itself.
+#include <dlfcn.h>
 #include <json-c/json.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,9 +19,13 @@
 #include "internal.h"
 #include "zx_host.h"
 
-#ifndef ZX_DEFAULT_PROFILE
-#define ZX_DEFAULT_PROFILE "profiles/default.json"
+// Where the default gateway profile lies, relative to the directory of this library: the install
+// layout's path (from the library directory to the data directory), and the build tree's, which
+// keeps a link to the profile of the sources at <build>/share/... beside <build>/lib.
+#ifndef ZX_PROFILE_FROM_LIBDIR
+#define ZX_PROFILE_FROM_LIBDIR "../share/zxgateway/profiles/default.json"
 #endif
+#define ZX_PROFILE_FROM_BUILD_LIBDIR "../share/zxgateway/profiles/default.json"
 
 namespace zxp {
 namespace {
@@ -99,12 +105,33 @@ std::string make_private_root(const Environment& e) {
     return kNoRoot;
 }
 
+// The default profile, found from where this library itself was loaded, so that an installed kit
+// moved to another prefix still finds its own profile and nothing names the tree it was built in.
+// The path answered is the real file (a link resolved).
+std::string default_profile() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&default_profile), &info) == 0 || !info.dli_fname) return "";
+    char self[PATH_MAX];
+    if (!realpath(info.dli_fname, self)) return "";
+    std::string dir(self);
+    dir.erase(dir.find_last_of('/') + 1);
+    std::string first;
+    for (const char* rel : {ZX_PROFILE_FROM_LIBDIR, ZX_PROFILE_FROM_BUILD_LIBDIR}) {
+        std::string candidate = dir + rel;
+        char real[PATH_MAX];
+        if (realpath(candidate.c_str(), real)) return real;
+        if (first.empty()) first = candidate;
+    }
+    return first;  // missing: named as installed, so that the failure is plain
+}
+
 Environment* load_environment() {
     auto* e = new Environment;
     std::string defaultDir =
         (access("/dev/shm", W_OK) == 0 ? "/dev/shm/zxbus-" : "/tmp/zxbus-") + std::to_string(getuid());
     e->busDir = getenv_or("ZX_BUS_DIR", defaultDir);
-    e->profilePath = getenv_or("ZX_PROFILE", ZX_DEFAULT_PROFILE);
+    e->profilePath = getenv_or("ZX_PROFILE", "");
+    if (e->profilePath.empty()) e->profilePath = default_profile();
     e->root = getenv_or("ZX_ROOT", "");
     if (e->root.empty()) {
         e->privateRoot = true;

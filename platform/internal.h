@@ -30,7 +30,7 @@ std::optional<size_t> alloc_room(const void* p);
 // Settings read from the environment once (and again on zxhost::reload_environment()).
 struct Environment {
     std::string busDir;       // ZX_BUS_DIR or /dev/shm/zxbus-<uid> (/tmp when /dev/shm is missing)
-    std::string profilePath;  // ZX_PROFILE or the default profile of the source tree
+    std::string profilePath;  // ZX_PROFILE or the default profile found beside this library
     // The gateway root: ZX_ROOT without a trailing '/'; "" for ZX_ROOT=/ (gateway paths used as
     // they are). When ZX_ROOT is unset or empty, the per-user default: root is
     // ${XDG_STATE_HOME:-$HOME/.local/state}/zxgateway/root ("" without a usable HOME) and
