@@ -93,8 +93,8 @@ echo "== simulated gateway up: ZX_BUS_DIR=$ZX_BUS_DIR ZX_ROOT=$ZX_ROOT"
 
 if ((example)); then
   # The device side speaks first; the line waits in the terminal until the plug-in reads it.
-  echo "== USB device 3 sends \"hello gateway\" (simctl usb_write)"
-  "$simctl" '{"op":"usb_write","device":3,"data":"68656c6c6f20676174657761790d0a"}' >/dev/null
+  echo "== USB device 3 sends \"hello gateway\" (simctl usb-write)"
+  "$simctl" usb-write 3 --text 'hello gateway\r\n' >/dev/null
 fi
 
 jvm_env=()
@@ -120,12 +120,12 @@ if ((example)); then
   hex=
   for _ in $(seq 60); do
     kill -0 "$jvm_pid" 2>/dev/null || break
-    got=$("$simctl" '{"op":"usb_read","device":3,"min":1,"waitMs":1000}' | sed -n 's/.*"data":"\([0-9a-f]*\)".*/\1/p')
+    got=$("$simctl" --json usb-read 3 --min 1 --wait 1000 | sed -n 's/.*"data":"\([0-9a-f]*\)".*/\1/p')
     hex+=$got
     [[ $hex == *0d0a* ]] && break
   done
   answer=$(python3 -c 'import sys; print(bytes.fromhex(sys.argv[1]).decode("utf-8", "replace").strip())' "$hex")
-  echo "== USB device 3 received: \"$answer\" (simctl usb_read)"
+  echo "== USB device 3 received: \"$answer\" (simctl usb-read)"
   [[ $hex == *0d0a* ]] || { echo "osgi.sh: no answer from the plug-in on USB device 3" >&2; status=1; }
   echo "== stopping the framework (SIGTERM)"
   kill -TERM "$jvm_pid" 2>/dev/null || true
@@ -153,26 +153,12 @@ fi
 if ((example)); then
   echo "== what the services received (simctl received)"
   for service in usb_mngt eventcenter; do
-    "$simctl" received "$service" | python3 -c '
-import json, sys
-name = sys.argv[1]
-for r in json.load(sys.stdin)["records"]:
-    d = r.get("decoded")
-    data = bytes.fromhex(r["data"])
-    if d:
-        extra = json.dumps(d, separators=(",", ":"))
-    elif len(data) == 4:
-        extra = "word %d" % int.from_bytes(data, "little")
-    else:
-        text = [t for t in data.replace(b"\0", b" ").decode("latin-1").split() if t.isprintable()]
-        extra = "%d bytes %s" % (len(data), " ".join(text))
-    print("%-11s 0x%08X from %s (pid %d) %s" % (name, r["msgId"], r["head"]["srcName"], r["callerPid"], extra))
-' "$service"
+    "$simctl" received "$service"
   done
   if [ -n "$save" ]; then
     mkdir -p "$save"
     for service in usb_mngt app_m tarn eventcenter; do
-      "$simctl" received "$service" >"$save/$service.json"
+      "$simctl" --json received "$service" >"$save/$service.json"
     done
     cp "$work/jvm.out" "$save/jvm.out"
   fi

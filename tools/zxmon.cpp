@@ -114,10 +114,30 @@ std::string hex(const uint8_t* p, size_t n, size_t max = 64) {
     return out;
 }
 
+// Well-formed UTF-8 (no overlong forms, surrogates or code points past U+10FFFF).
+bool utf8_valid(const uint8_t* p, size_t n) {
+    for (size_t i = 0; i < n;) {
+        uint8_t c = p[i];
+        size_t len = c < 0x80 ? 1 : (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
+        if (len == 0 || i + len > n) return false;
+        uint32_t cp = len == 1 ? c : c & (0x7F >> len);
+        for (size_t k = 1; k < len; ++k) {
+            if ((p[i + k] & 0xC0) != 0x80) return false;
+            cp = (cp << 6) | (p[i + k] & 0x3F);
+        }
+        static constexpr uint32_t kMin[] = {0, 0, 0x80, 0x800, 0x10000};
+        if (cp < kMin[len] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+        i += len;
+    }
+    return true;
+}
+
+// Text a line can show as it is: UTF-8 without control characters other than line ends and
+// tabs. Anything else is shown in hex, so that every --json line stays valid JSON.
 bool printable(const uint8_t* p, size_t n) {
     for (size_t i = 0; i < n; ++i)
         if (p[i] < 0x20 && p[i] != '\n' && p[i] != '\r' && p[i] != '\t') return false;
-    return true;
+    return utf8_valid(p, n);
 }
 
 // A text field: up to its first NUL, never past its end.
@@ -169,6 +189,7 @@ json_object* decode_payload(const Bytes& payload, const zxwire::Record* rec, con
         at += len + 1;
     }
     if (texts.size() == 1) {
+        // A text that is not printable is in hex already and is not parsed.
         if (json_object* parsed = json_tokener_parse(texts[0].c_str())) return parsed;
         return json_object_new_string(texts[0].c_str());
     }
@@ -276,6 +297,7 @@ json_object* decode_body(Body body, const zxwire::Record* rec, const zxwire::Rec
         case Body::Text: return text_value(p, n);
         case Body::Json: {
             std::string t = text_of(p, n);
+            if (!printable(reinterpret_cast<const uint8_t*>(t.data()), t.size())) break;
             if (json_object* parsed = json_tokener_parse(t.c_str())) return parsed;
             return json_object_new_string(t.c_str());
         }
@@ -327,7 +349,11 @@ std::string status_text(uint32_t status) {
     return name;
 }
 
-std::string name_field(const char (&f)[ZX_MSG_PROC_NAME_LEN]) { return std::string(f, strnlen(f, sizeof f)); }
+std::string name_field(const char (&f)[ZX_MSG_PROC_NAME_LEN]) {
+    const size_t n = strnlen(f, sizeof f);
+    const auto* p = reinterpret_cast<const uint8_t*>(f);
+    return printable(p, n) ? std::string(f, n) : "hex:" + hex(p, n);
+}
 
 std::string clock_text(uint64_t us) {
     time_t s = static_cast<time_t>(us / 1000000);

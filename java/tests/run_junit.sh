@@ -4,7 +4,7 @@
 #
 #   run_junit.sh --java JAVA --classpath CP --libdir DIR --gatewaysim EXE --busprobe EXE
 #                --source DIR --profile FILE [--preload LIBS] [--timeout-scale X] [--scratch-proc]
-#                [--scratch-root] CLASS
+#                [--scratch-root] [--monitor ZXMON --monitor-expect SERVICES] CLASS
 #
 # Every run gets a private bus directory (ZX_BUS_DIR), a trace file (ZX_TRACE), the gateway profile
 # (ZX_PROFILE), and on request a time-out scale (ZX_TIMEOUT_SCALE) and an empty directory in place
@@ -13,6 +13,9 @@
 # --preload names the sanitizer runtimes (colon separated) that a JVM loading sanitized libraries
 # needs first; the JVM then gets the sanitizer options it can live with, while the processes the
 # tests start get the caller's own options back.
+# --monitor runs the bus monitor (zxmon --json) on the run's bus directory while the class runs;
+# afterwards every service of the comma-separated --monitor-expect list must have at least one call
+# in its output decoded by the wire catalogue (java/tests/check_monitor.py).
 # The JVM runs with -Xcheck:jni, and any JNI warning it prints fails the run.
 set -euo pipefail
 
@@ -22,6 +25,7 @@ usage() {
 }
 
 java= classpath= libdir= gatewaysim= busprobe= source= profile= preload= scale= scratch_proc=0 scratch_root=0
+monitor= monitor_expect=
 while (($#)); do
   case "$1" in
     --java) java=$2; shift 2 ;;
@@ -35,6 +39,8 @@ while (($#)); do
     --timeout-scale) scale=$2; shift 2 ;;
     --scratch-proc) scratch_proc=1; shift ;;
     --scratch-root) scratch_root=1; shift ;;
+    --monitor) monitor=$2; shift 2 ;;
+    --monitor-expect) monitor_expect=$2; shift 2 ;;
     --*) usage ;;
     *) break ;;
   esac
@@ -46,7 +52,14 @@ for v in java classpath libdir gatewaysim busprobe source profile; do
 done
 
 work=$(mktemp -d /dev/shm/zxjunit-XXXXXX 2>/dev/null || mktemp -d /tmp/zxjunit-XXXXXX)
-trap 'rm -rf "$work"' EXIT
+mon_pid=
+stop_monitor() {
+  [ -n "$mon_pid" ] || return 0
+  kill -TERM "$mon_pid" 2>/dev/null || true
+  wait "$mon_pid" 2>/dev/null || true
+  mon_pid=
+}
+trap 'stop_monitor; rm -rf "$work"' EXIT
 mkdir -m 700 "$work/bus"
 export ZX_BUS_DIR=$work/bus
 export ZX_TRACE=$work/trace.log
@@ -77,6 +90,18 @@ if [ -n "$preload" ]; then
   child_props=(-Dzx.child.unpreload=true "-Dzx.child.asan_options=${ASAN_OPTIONS:-}")
 fi
 
+if [ -n "$monitor" ]; then
+  # The processes of the bus report to the monitor once it says it is watching.
+  "$monitor" --json >"$work/monitor.json" 2>"$work/monitor.err" &
+  mon_pid=$!
+  for _ in $(seq 100); do
+    grep -q "watching" "$work/monitor.err" 2>/dev/null && break
+    kill -0 "$mon_pid" 2>/dev/null || break
+    sleep 0.05
+  done
+  grep -q "watching" "$work/monitor.err" || { cat "$work/monitor.err" >&2; echo "run_junit.sh: zxmon did not start" >&2; exit 1; }
+fi
+
 log=$work/junit.out
 set +e
 env "${jvm_env[@]}" "$java" -Xcheck:jni \
@@ -94,6 +119,10 @@ set -e
 if grep -q -E "(WARNING|FATAL ERROR) in native method|WARNING: JNI" "$log"; then
   echo "run_junit.sh: the JVM reported a JNI problem (-Xcheck:jni)" >&2
   status=1
+fi
+if [ -n "$monitor" ]; then
+  stop_monitor
+  python3 "$(dirname "$0")/check_monitor.py" "$work/monitor.json" "$monitor_expect" || status=1
 fi
 if ((status != 0)); then
   echo "--- last trace records ---" >&2
