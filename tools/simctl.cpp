@@ -45,6 +45,7 @@
 
 #include "zx_host.h"
 #include "zx_wire_catalog.h"
+#include "decode/wire_decode.h"
 
 namespace {
 
@@ -581,7 +582,26 @@ std::string record_line(Names& names, json_object* r) {
     while (used >= 2 && data.compare(used - 2, 2, "00") == 0) used -= 2;
     const size_t zeros = (data.size() - used) / 2;
     std::string shown = used > 128 ? data.substr(0, 128) + "..." : data.substr(0, used);
-    if (bytes > 0 && zeros < 8)
+    // A request record is shown field by field, as the wire catalogue lays it out, and a text as
+    // text; words and bodies the catalogue does not describe stay in hex.
+    const zxwire::Command* c = zxwire::find(service, id);
+    std::vector<uint8_t> raw;
+    for (size_t i = 0; i + 1 < data.size() && std::isxdigit(static_cast<unsigned char>(data[i])) &&
+                       std::isxdigit(static_cast<unsigned char>(data[i + 1]));
+         i += 2)
+        raw.push_back(static_cast<uint8_t>(std::strtoul(data.substr(i, 2).c_str(), nullptr, 16)));
+    JsonPtr fields;
+    const bool described = c && (c->request == zxwire::Body::Record || c->request == zxwire::Body::Text ||
+                                 c->request == zxwire::Body::Json);
+    if (described && bytes > 0 && raw.size() == bytes)
+        fields.reset(zxwire::decode_body(c->request, c->requestRecord, c->requestBlockRecord, raw.data(), raw.size(),
+                                         zxwire::Blocks{}));
+    const bool shownInHex = fields && json_object_is_type(fields.get(), json_type_string) &&
+                            std::strncmp(json_object_get_string(fields.get()), "hex:", 4) == 0;
+    if (fields && !shownInHex)
+        line += ": " + std::string(json_object_to_json_string_ext(
+                           fields.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE));
+    else if (bytes > 0 && zeros < 8)
         line += ": " + (data.size() > 128 ? data.substr(0, 128) + "..." : data);
     else if (bytes > 0)
         line += ": " + shown + (used ? " + " : "") + count_of(static_cast<int64_t>(zeros), "zero byte", "zero bytes");

@@ -537,6 +537,27 @@ TEST_F(Simctl, ReceivedPrintsOneReadableLineACallAndTheAnswerLineWithJson) {
     EXPECT_EQ(simctl({"received"}).out, "");
 }
 
+// A request record is printed field by field as the wire catalogue lays it out, not in hex.
+TEST_F(Simctl, ReceivedShowsARequestRecordFieldByField) {
+    ZX_MSG_HEAD_S head{};
+    std::strcpy(head.acSrcProcName, "tooltest");
+    std::strcpy(head.acDstProcName, "usb_mngt");
+    ZX_USB_PLUGIN_REQ_S req{};
+    req.uiDevType = 2;
+    std::strcpy(req.acPlugId, "plug.\"quoted\"");
+    ZX_WIRE_RESULT_REASON_S reply{};
+    ASSERT_EQ(ZX_MSG_RpcCall(&head, ZX_USB_RPC_REGISTER, 0, &req, sizeof req, &reply, sizeof reply, 30000),
+              static_cast<uint32_t>(ZX_OK));
+    ToolRun received = simctl({"received", "usb", "register"});
+    ASSERT_EQ(received.status, 0) << received.err;
+    std::vector<std::string> lines = lines_of(received.out);
+    ASSERT_EQ(lines.size(), 1u) << received.out;
+    EXPECT_NE(lines[0].find("ZX_USB_RPC_REGISTER 0x47103041 (UsbRegister)"), std::string::npos) << lines[0];
+    EXPECT_NE(lines[0].find(", 132 bytes: {\"uiDevType\":2,\"acPlugId\":\"plug.\\\"quoted\\\"\"}"),
+              std::string::npos)
+        << lines[0];
+}
+
 TEST_F(Simctl, ReceivedFollowShowsACallMadeAfterItStarted) {
     ASSERT_EQ(loid_call(30000).first, static_cast<uint32_t>(ZX_OK));
     Started follow(simctl_path(), {"received", "app_m", "loid", "--follow", "--count", "2"});
