@@ -2,6 +2,7 @@
 # Installs what is missing, builds, starts the simulated gateway and runs the Java demo against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/lib/gatewaysim.sh
 scripts/deps.sh
 scripts/build.sh release
 
@@ -20,14 +21,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-build/bin/gatewaysim >"$sim_out" 2>&1 &
-sim_pid=$!
-for _ in $(seq 100); do
-  grep -q "gatewaysim ready" "$sim_out" && break
-  kill -0 "$sim_pid" 2>/dev/null || { cat "$sim_out"; exit 1; }
-  sleep 0.1
-done
-grep -q "gatewaysim ready" "$sim_out" || { echo "gatewaysim did not start"; cat "$sim_out"; exit 1; }
+start_gatewaysim build/bin/gatewaysim "$sim_out" || exit 1
 
 # The bus monitor watches the demo's calls; its view is shown after the demo.
 build/bin/zxmon >"$mon_out" 2>"$mon_out.err" &

@@ -26,6 +26,7 @@
 #   -h, --help           this text
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/lib/gatewaysim.sh"
 
 usage() {
   sed -n '7,26p' "$0" | sed 's/^# \{0,1\}//'
@@ -81,14 +82,7 @@ trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-"$build_dir/bin/gatewaysim" >"$work/sim.out" 2>&1 &
-sim_pid=$!
-for _ in $(seq 100); do
-  grep -q "gatewaysim ready" "$work/sim.out" && break
-  kill -0 "$sim_pid" 2>/dev/null || { cat "$work/sim.out"; exit 1; }
-  sleep 0.1
-done
-grep -q "gatewaysim ready" "$work/sim.out" || { echo "gatewaysim did not start"; cat "$work/sim.out"; exit 1; }
+start_gatewaysim "$build_dir/bin/gatewaysim" "$work/sim.out" || exit 1
 echo "== simulated gateway up: ZX_BUS_DIR=$ZX_BUS_DIR ZX_ROOT=$ZX_ROOT"
 
 if ((example)); then

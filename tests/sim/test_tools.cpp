@@ -23,15 +23,19 @@
 
 #include "sim_process.h"
 #include "test_env.h"
+#include "tool_process.h"
 #include "zx_host.h"
 #include "zx_platform.h"
 #include "zx_wire.h"
 
-extern char** environ;
 
 namespace {
 
+using zxtest::read_file;
+using zxtest::run_tool;
 using zxtest::SimProcess;
+using zxtest::ToolProcess;
+using zxtest::ToolRun;
 
 constexpr char kGetLoidHex[] = "0x4710304B";
 static_assert(ZX_APPM_RPC_GET_LOID == 0x4710304Bu);
@@ -50,105 +54,12 @@ std::vector<Tool> kit_tools() {
             {"busprobe", bin + "/java/busprobe"}};
 }
 
-std::string read_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 std::vector<std::string> entries_of(const std::string& dir) {
     std::vector<std::string> names;
     std::error_code ec;
     for (const auto& entry : std::filesystem::directory_iterator(dir, ec))
         names.push_back(entry.path().filename().string());
     return names;
-}
-
-struct ToolRun {
-    bool ended = false;  // false: still running after the wait (then killed)
-    int status = -1;     // exit status, -1 when it did not exit normally
-    std::string out;
-    std::string err;
-};
-
-// A program started with the test's environment (its bus directory), its standard output and
-// error collected in files outside the bus directory.
-class Started {
-public:
-    Started(const std::string& path, const std::vector<std::string>& args) : scratch_("zxtool") {
-        outPath_ = scratch_.path() + "/out";
-        errPath_ = scratch_.path() + "/err";
-        std::vector<std::string> words{path};
-        words.insert(words.end(), args.begin(), args.end());
-        std::vector<char*> argv;
-        for (std::string& w : words) argv.push_back(w.data());
-        argv.push_back(nullptr);
-
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0600);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0600);
-        int rc = posix_spawn(&pid_, path.c_str(), &actions, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        if (rc != 0) {
-            ADD_FAILURE() << "cannot start " << path << ": " << std::strerror(rc);
-            pid_ = -1;
-        }
-    }
-    ~Started() { finish(0); }
-    Started(const Started&) = delete;
-    Started& operator=(const Started&) = delete;
-
-    std::string out() const { return read_file(outPath_); }
-
-    // Waits at most `waitSeconds` for the output to hold `text`; false when it never does.
-    bool wait_for_output(const std::string& text, int waitSeconds = 30) const {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(waitSeconds);
-        while (out().find(text) == std::string::npos) {
-            if (std::chrono::steady_clock::now() >= deadline) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return true;
-    }
-
-    // Waits at most `waitSeconds` for the program to end (a bound against a tool that hangs, not a
-    // measure of its speed), kills it when it does not, and collects what it wrote.
-    ToolRun finish(int waitSeconds) {
-        ToolRun run;
-        if (pid_ > 0) {
-            int wstatus = 0;
-            auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(waitSeconds);
-            pid_t done = 0;
-            while ((done = waitpid(pid_, &wstatus, WNOHANG)) == 0 && std::chrono::steady_clock::now() < deadline)
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            if (done == 0) {
-                kill(pid_, SIGKILL);
-                waitpid(pid_, &wstatus, 0);
-            } else {
-                run.ended = done == pid_;
-            }
-            if (run.ended && WIFEXITED(wstatus)) run.status = WEXITSTATUS(wstatus);
-            pid_ = -1;
-        }
-        run.out = read_file(outPath_);
-        run.err = read_file(errPath_);
-        return run;
-    }
-
-private:
-    zxtest::ScopedTempDir scratch_;
-    std::string outPath_, errPath_;
-    pid_t pid_ = -1;
-};
-
-// Runs the program with the test's environment and waits at most `waitSeconds` for it to end.
-ToolRun run_tool(const std::string& path, const std::vector<std::string>& args, int waitSeconds = 60) {
-    Started started(path, args);
-    return started.finish(waitSeconds);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -560,7 +471,7 @@ TEST_F(Simctl, ReceivedShowsARequestRecordFieldByField) {
 
 TEST_F(Simctl, ReceivedFollowShowsACallMadeAfterItStarted) {
     ASSERT_EQ(loid_call(30000).first, static_cast<uint32_t>(ZX_OK));
-    Started follow(simctl_path(), {"received", "app_m", "loid", "--follow", "--count", "2"});
+    ToolProcess follow(simctl_path(), {"received", "app_m", "loid", "--follow", "--count", "2"});
     // The call made before is shown at once: the tool is following.
     ASSERT_TRUE(follow.wait_for_output("\n")) << follow.out();
     EXPECT_EQ(lines_of(follow.out()).size(), 1u);
@@ -574,7 +485,7 @@ TEST_F(Simctl, ReceivedFollowShowsACallMadeAfterItStarted) {
     EXPECT_NE(lines[1].find("timeout 4321 ms"), std::string::npos) << lines[1];
 
     // --new leaves out what came before; --json gives each record as a line.
-    Started onlyNew(simctl_path(), {"--json", "received", "app_m", "--follow", "--new", "--count", "1"});
+    ToolProcess onlyNew(simctl_path(), {"--json", "received", "app_m", "--follow", "--new", "--count", "1"});
     // A call made before the tool's first look counts as an old one: calls go on until one shows.
     ToolRun got;
     for (int i = 0; i < 300; ++i) {

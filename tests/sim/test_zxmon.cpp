@@ -24,6 +24,7 @@
 #include "l2tp_api.h"
 #include "sim_process.h"
 #include "test_env.h"
+#include "tool_process.h"
 #include "zx_bus_monitor.h"
 #include "zx_host.h"
 #include "zx_platform.h"
@@ -33,19 +34,12 @@
 #include "zx_wire.h"
 #include "zx_zel_jni_api.h"
 
-extern char** environ;
 
 namespace {
 
 using zxtest::JsonPtr;
 using zxtest::SimProcess;
-
-std::string read_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using zxtest::ToolProcess;
 
 std::vector<std::string> lines_of(const std::string& text) {
     std::vector<std::string> out;
@@ -62,32 +56,16 @@ bool has_monitor_file(const std::string& busDir) {
 // zxmon as a child process, its output in files outside the bus directory.
 class Zxmon {
 public:
-    explicit Zxmon(std::vector<std::string> args) : scratch_("zxmon"), args_(std::move(args)) {}
+    explicit Zxmon(std::vector<std::string> args) : args_(std::move(args)) {}
     ~Zxmon() { stop(); }
 
     // Starts zxmon and waits for its "watching" line: from then on every caller reports to it.
     testing::AssertionResult start() {
-        std::vector<std::string> words{std::string(ZX_BINARY_DIR) + "/bin/zxmon"};
-        words.insert(words.end(), args_.begin(), args_.end());
-        std::vector<char*> argv;
-        for (std::string& w : words) argv.push_back(w.data());
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_path().c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0600);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err_path().c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0600);
-        int rc = posix_spawn(&pid_, words[0].c_str(), &actions, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        if (rc != 0) return testing::AssertionFailure() << "cannot start zxmon: " << std::strerror(rc);
+        process_ = std::make_unique<ToolProcess>(std::string(ZX_BINARY_DIR) + "/bin/zxmon", args_);
+        if (!process_->started()) return testing::AssertionFailure() << process_->start_error();
         // A bound against a monitor that never gets going, not a measure of its speed.
-        for (int i = 0; i < 3000; ++i) {
-            if (err().find("zxmon: watching ") != std::string::npos) return testing::AssertionSuccess();
-            if (exited(false)) return testing::AssertionFailure() << "zxmon ended: " << err();
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
+        if (process_->wait_for_error("zxmon: watching ")) return testing::AssertionSuccess();
+        if (process_->exited(false)) return testing::AssertionFailure() << "zxmon ended: " << err();
         return testing::AssertionFailure() << "zxmon never said it watches: " << err();
     }
 
@@ -102,27 +80,28 @@ public:
 
     // Waits for zxmon to end by itself (--count); its exit status, or -1.
     int wait_exit() {
-        for (int i = 0; i < 3000 && pid_ > 0; ++i) {
-            if (exited(false)) break;
+        if (!process_) return -1;
+        for (int i = 0; i < 3000; ++i) {
+            if (process_->exited(false)) break;
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
-        return status_;
+        return process_->status();
     }
 
     void kill_hard() {
-        if (pid_ <= 0) return;
-        kill(pid_, SIGKILL);
-        exited(true);
+        if (!process_) return;
+        process_->signal(SIGKILL);
+        process_->exited(true);
     }
 
     void stop() {
-        if (pid_ <= 0) return;
-        kill(pid_, SIGTERM);
-        exited(true);
+        if (!process_) return;
+        process_->signal(SIGTERM);
+        process_->exited(true);
     }
 
-    std::vector<std::string> lines() const { return lines_of(read_file(out_path())); }
-    std::string err() const { return read_file(err_path()); }
+    std::vector<std::string> lines() const { return process_ ? lines_of(process_->out()) : std::vector<std::string>{}; }
+    std::string err() const { return process_ ? process_->err() : ""; }
 
     // Every line parsed as JSON (a line that is not JSON fails the test).
     std::vector<JsonPtr> objects() const {
@@ -136,23 +115,8 @@ public:
     }
 
 private:
-    std::string out_path() const { return scratch_.path() + "/out"; }
-    std::string err_path() const { return scratch_.path() + "/err"; }
-
-    bool exited(bool block) {
-        if (pid_ <= 0) return true;
-        int ws = 0;
-        pid_t done = waitpid(pid_, &ws, block ? 0 : WNOHANG);
-        if (done != pid_) return false;
-        status_ = WIFEXITED(ws) ? WEXITSTATUS(ws) : -1;
-        pid_ = -1;
-        return true;
-    }
-
-    zxtest::ScopedTempDir scratch_;
     std::vector<std::string> args_;
-    pid_t pid_ = -1;
-    int status_ = -1;
+    std::unique_ptr<ToolProcess> process_;
 };
 
 json_object* get(json_object* o, const char* key) {
