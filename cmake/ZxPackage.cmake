@@ -9,9 +9,11 @@ install(TARGETS zx_kor_basic zx_wire EXPORT ZxGatewayTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT kit)
 install(TARGETS zxjavabridge LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT kit)
 
-# include/ and wire/ side by side: their headers include each other by plain name.
+# include/ and wire/ side by side: their headers include each other by plain name. The catalogue
+# table (zx_wire_catalog.h) is the tools' own, built into them, and not part of the kit's API.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ ${PROJECT_SOURCE_DIR}/wire/
-  DESTINATION ${ZX_INSTALL_INCLUDEDIR} COMPONENT kit FILES_MATCHING PATTERN "*.h")
+  DESTINATION ${ZX_INSTALL_INCLUDEDIR} COMPONENT kit FILES_MATCHING PATTERN "*.h"
+  PATTERN "zx_wire_catalog.h" EXCLUDE)
 
 install(FILES ${PROJECT_BINARY_DIR}/java/zxdeviceservice.jar
               ${PROJECT_BINARY_DIR}/java/zxdeviceservice-sources.jar
