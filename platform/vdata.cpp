@@ -64,17 +64,23 @@ static_assert(sizeof(Slot) == 20);
 static_assert(offsetof(Slot, generation) == 0 && offsetof(Slot, inUse) == 4 && offsetof(Slot, offset) == 8 &&
               offsetof(Slot, size) == 12 && offsetof(Slot, creatorPid) == 16);
 
-// Shared between processes, so the layout is fixed; the mutex needs its natural alignment.
+// Shared between processes, so the layout is fixed; the mutex needs its natural alignment. It has
+// 40 bytes of its own whatever its size (40 on x86-64, 24 on 32-bit ARM), so the slots start at
+// 64 on every machine.
+constexpr size_t kMutexSpace = 40;
 struct ArenaHeader {
     uint32_t magic;
     uint32_t version;
     uint32_t ready;  // published last by the creating process
     uint32_t slotCount;
     uint64_t dataSize;
-    pthread_mutex_t mutex;
+    union {
+        pthread_mutex_t mutex;
+        uint8_t mutexSpace[kMutexSpace];
+    };
     Slot slots[kSlotCount];
 };
-static_assert(sizeof(pthread_mutex_t) == 40);
+static_assert(sizeof(pthread_mutex_t) <= kMutexSpace);
 static_assert(offsetof(ArenaHeader, magic) == 0 && offsetof(ArenaHeader, version) == 4 &&
               offsetof(ArenaHeader, ready) == 8 && offsetof(ArenaHeader, slotCount) == 12 &&
               offsetof(ArenaHeader, dataSize) == 16 && offsetof(ArenaHeader, mutex) == 24 &&

@@ -25,39 +25,52 @@ struct ElfSymbol {
     uint64_t size;
 };
 
-// Every symbol of the section of type sectionType (SHT_DYNSYM or SHT_SYMTAB) of a 64-bit
-// little-endian ELF file; empty when the file cannot be read or has no such section.
-inline std::vector<ElfSymbol> elf_symbols(const std::string& path, uint32_t sectionType) {
-    std::ifstream in(path, std::ios::binary);
-    std::vector<char> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+// Every symbol of the section of type sectionType (SHT_DYNSYM or SHT_SYMTAB) of a little-endian
+// ELF file of the class Ehdr/Shdr/Sym belong to (32 or 64 bits); empty when the file cannot be
+// read or has no such section.
+template <class Ehdr, class Shdr, class Sym>
+std::vector<ElfSymbol> elf_symbols_of_class(const std::vector<char>& file, uint32_t sectionType) {
     auto fits = [&](uint64_t offset, uint64_t size) { return offset <= file.size() && size <= file.size() - offset; };
-    Elf64_Ehdr eh{};
+    Ehdr eh{};
     if (!fits(0, sizeof eh)) return {};
     std::memcpy(&eh, file.data(), sizeof eh);
-    if (std::memcmp(eh.e_ident, ELFMAG, SELFMAG) != 0 || eh.e_ident[EI_CLASS] != ELFCLASS64) return {};
     auto section = [&](uint32_t i) {
-        Elf64_Shdr sh{};
+        Shdr sh{};
         if (i < eh.e_shnum && fits(eh.e_shoff + uint64_t{i} * sizeof sh, sizeof sh))
             std::memcpy(&sh, file.data() + eh.e_shoff + uint64_t{i} * sizeof sh, sizeof sh);
         return sh;
     };
     std::vector<ElfSymbol> out;
     for (uint32_t i = 0; i < eh.e_shnum; ++i) {
-        Elf64_Shdr symtab = section(i);
+        Shdr symtab = section(i);
         if (symtab.sh_type != sectionType || !fits(symtab.sh_offset, symtab.sh_size)) continue;
-        Elf64_Shdr strtab = section(symtab.sh_link);
+        Shdr strtab = section(symtab.sh_link);
         if (!fits(strtab.sh_offset, strtab.sh_size)) return {};
-        for (uint64_t at = 0; at + sizeof(Elf64_Sym) <= symtab.sh_size; at += sizeof(Elf64_Sym)) {
-            Elf64_Sym s{};
+        for (uint64_t at = 0; at + sizeof(Sym) <= symtab.sh_size; at += sizeof(Sym)) {
+            Sym s{};
             std::memcpy(&s, file.data() + symtab.sh_offset + at, sizeof s);
             if (s.st_name >= strtab.sh_size) continue;
             const char* name = file.data() + strtab.sh_offset + s.st_name;
+            // ELF32_ST_* and ELF64_ST_* take the same bits.
             out.push_back({std::string(name, strnlen(name, strtab.sh_size - s.st_name)), ELF64_ST_TYPE(s.st_info),
                            ELF64_ST_BIND(s.st_info), ELF64_ST_VISIBILITY(s.st_other), s.st_shndx != SHN_UNDEF,
                            s.st_value, s.st_size});
         }
     }
     return out;
+}
+
+// Every symbol of the section of type sectionType (SHT_DYNSYM or SHT_SYMTAB) of a 32- or 64-bit
+// little-endian ELF file; empty when the file cannot be read or has no such section.
+inline std::vector<ElfSymbol> elf_symbols(const std::string& path, uint32_t sectionType) {
+    std::ifstream in(path, std::ios::binary);
+    std::vector<char> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (file.size() < EI_NIDENT || std::memcmp(file.data(), ELFMAG, SELFMAG) != 0) return {};
+    switch (file[EI_CLASS]) {
+    case ELFCLASS64: return elf_symbols_of_class<Elf64_Ehdr, Elf64_Shdr, Elf64_Sym>(file, sectionType);
+    case ELFCLASS32: return elf_symbols_of_class<Elf32_Ehdr, Elf32_Shdr, Elf32_Sym>(file, sectionType);
+    default: return {};
+    }
 }
 
 // The file and load address of the shared object that holds addr.

@@ -270,7 +270,7 @@ const std::set<std::string> kFunctions = {
 // The exported globals and their sizes.
 const std::map<std::string, uint64_t> kGlobals = {
     {"JniInitFlag", 4},
-    {"handle", 8},
+    {"handle", sizeof(void*)},  // the library's dlopen handle: 8 bytes on x86-64, 4 on 32-bit ARM
     {"g_stJNIOsgiMid", 32},
 };
 

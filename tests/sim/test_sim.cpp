@@ -676,7 +676,7 @@ TEST(SimControl, SimctlShortcutsDriveTheSimulator) {
         std::string out;
     };
     auto run = [&](const std::string& args) {
-        FILE* p = popen((simctl + " " + args + " 2>/dev/null").c_str(), "r");
+        FILE* p = popen((zxtest::program_shell_command(simctl) + " " + args + " 2>/dev/null").c_str(), "r");
         Run r{-1, ""};
         if (!p) return r;
         char buf[4096];

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "sim_services.h"
+#include "test_env.h"
 #include "zx_eventcenter.h"
 #include "zx_wire_eventcenter.h"
 
@@ -96,7 +97,8 @@ TEST_F(Events, TheStateKeepsTheLast100) {
 
 TEST_F(Events, SimctlShowsTheEventsDecoded) {
     ASSERT_EQ(raise(ZX_EVENT_NOTIFY_EXTENDED, record_b("a", "b", "c")), 0u);
-    const std::string cmd = std::string(ZX_BINARY_DIR) + "/bin/simctl state eventcenter 2>/dev/null";
+    const std::string cmd =
+        zxtest::program_shell_command(std::string(ZX_BINARY_DIR) + "/bin/simctl") + " state eventcenter 2>/dev/null";
     FILE* p = popen(cmd.c_str(), "r");
     ASSERT_TRUE(p);
     std::string out;

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "test_env.h"
 #include "zx_host.h"
 
 extern char** environ;
@@ -70,7 +71,8 @@ std::string SimProcess::ctl_path() const { return zxhost::bus_dir() + "/" + opti
 
 testing::AssertionResult SimProcess::start() {
     if (running()) return testing::AssertionFailure() << "gatewaysim already runs (pid " << pid_ << ")";
-    std::vector<std::string> args{ZX_GATEWAYSIM, "--ctl", options_.ctl};
+    std::vector<std::string> args = zxtest::program_command(ZX_GATEWAYSIM);
+    args.insert(args.end(), {"--ctl", options_.ctl});
     if (!options_.services.empty()) args.insert(args.end(), {"--services", join(options_.services)});
     if (!options_.profile.empty()) args.insert(args.end(), {"--profile", options_.profile});
     std::vector<char*> argv;
@@ -91,7 +93,7 @@ testing::AssertionResult SimProcess::start() {
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, options_.stderrFile.c_str(),
                                          O_WRONLY | O_CREAT | O_APPEND, 0600);
     pid_t pid = -1;
-    int rc = posix_spawn(&pid, ZX_GATEWAYSIM, &actions, nullptr, argv.data(), environ);
+    int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     writeEnd.reset();  // the child's exit must show as end of file on the read end
     if (rc != 0) return testing::AssertionFailure() << "cannot start " << ZX_GATEWAYSIM << ": " << strerror(rc);

@@ -40,6 +40,28 @@ void set_env(const char* name, const char* value) {
     zxhost::reload_environment();
 }
 
+std::vector<std::string> program_command(const std::string& path) {
+    std::vector<std::string> words;
+#ifdef ZX_TEST_EMULATOR
+    // The emulator's words, separated by '|'.
+    std::string emulator = ZX_TEST_EMULATOR;
+    for (size_t start = 0; start <= emulator.size();) {
+        size_t end = emulator.find('|', start);
+        if (end == std::string::npos) end = emulator.size();
+        if (end > start) words.push_back(emulator.substr(start, end - start));
+        start = end + 1;
+    }
+#endif
+    words.push_back(path);
+    return words;
+}
+
+std::string program_shell_command(const std::string& path) {
+    std::string line;
+    for (const std::string& word : program_command(path)) line += (line.empty() ? "" : " ") + word;
+    return line;
+}
+
 int open_fd_count() {
     int n = 0;
     DIR* d = opendir("/proc/self/fd");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace zxtest {
 
@@ -34,6 +35,12 @@ private:
 
 // Sets (or with nullptr unsets) an environment variable and re-reads the platform's environment.
 void set_env(const char* name, const char* value);
+
+// The words that start one of the build's programs: its path, preceded in a cross build by the
+// emulator that runs the target's programs (the build's CMAKE_CROSSCOMPILING_EMULATOR).
+std::vector<std::string> program_command(const std::string& path);
+// The same words as the start of a shell command line (the build's paths hold no blanks).
+std::string program_shell_command(const std::string& path);
 
 // Number of open file descriptors of this process.
 int open_fd_count();

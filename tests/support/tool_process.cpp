@@ -26,7 +26,7 @@ std::string read_file(const std::string& path) {
 ToolProcess::ToolProcess(const std::string& path, const std::vector<std::string>& args) : scratch_("zxtool") {
     outPath_ = scratch_.path() + "/out";
     errPath_ = scratch_.path() + "/err";
-    std::vector<std::string> words{path};
+    std::vector<std::string> words = program_command(path);
     words.insert(words.end(), args.begin(), args.end());
     std::vector<char*> argv;
     for (std::string& w : words) argv.push_back(w.data());
@@ -37,7 +37,7 @@ ToolProcess::ToolProcess(const std::string& path, const std::vector<std::string>
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int rc = posix_spawn(&pid_, path.c_str(), &actions, nullptr, argv.data(), environ);
+    int rc = posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (rc != 0) {
         startError_ = "cannot start " + path + ": " + std::strerror(rc);

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "test_env.h"
 #include "zel_fixture.h"
 
 namespace zeltest {
@@ -86,7 +87,7 @@ struct CtlRun {
 CtlRun simctl(const std::string& args) {
     const std::string path = std::string(ZX_BINARY_DIR) + "/bin/simctl";
     CtlRun r;
-    FILE* p = popen((path + " " + args + " 2>/dev/null").c_str(), "r");
+    FILE* p = popen((zxtest::program_shell_command(path) + " " + args + " 2>/dev/null").c_str(), "r");
     if (!p) return r;
     char buf[4096];
     while (size_t n = fread(buf, 1, sizeof buf, p)) r.out.append(buf, n);
