@@ -135,7 +135,17 @@ def main():
         check(line_index(after, pattern) >= 0, "after the stop: no line matching " + pattern)
     check(not any("Exception" in line for line in out), "no exception in the output")
 
-    # What the services received.
+    # What the services received. Commands are named as the wire catalogue names them; simctl
+    # lists the catalogue with each command's id.
+    listing = subprocess.run([os.path.join(args.build_dir, "bin", "simctl"), "--json", "list"],
+                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=60)
+    check(listing.returncode == 0, "simctl list: status %d, %s" % (listing.returncode, listing.stderr))
+    ids = {c["name"]: c["msgId"] for s in json.loads(listing.stdout or "[]") for c in s["commands"]}
+
+    def id_of(name):
+        check(name in ids, "the catalogue names " + name)
+        return ids.get(name)
+
     def records(service):
         with open(os.path.join(saved, service + ".json")) as f:
             answer = json.load(f)
@@ -143,8 +153,10 @@ def main():
         return answer.get("records", [])
 
     usb = records("usb_mngt")
-    ownership = [r for r in usb if r["msgId"] in (0x47103041, 0x47103043, 0x4710303F, 0x47103044, 0x47103042)]
-    check([r["msgId"] for r in ownership] == [0x47103041, 0x47103043, 0x4710303F, 0x47103044, 0x47103042],
+    steps = [id_of(n) for n in ("ZX_USB_RPC_REGISTER", "ZX_USB_RPC_LOCK", "ZX_USB_RPC_OPEN", "ZX_USB_RPC_UNLOCK",
+                                "ZX_USB_RPC_UNREGISTER")]
+    ownership = [r for r in usb if r["msgId"] in steps]
+    check([r["msgId"] for r in ownership] == steps,
           "usb_mngt: register, lock, open, unlock, unregister in that order, got %s"
           % [hex(r["msgId"]) for r in ownership])
     pids = {r["callerPid"] for r in usb}
@@ -159,9 +171,9 @@ def main():
             check(bytes.fromhex(r["data"]) == struct.pack("<I", 3), "usb_mngt: 0x%08X names device 3" % r["msgId"])
         unreg = bytes.fromhex(ownership[4]["data"])
         check(unreg[4:4 + len(plug) + 1] == plug + b"\0", "usb_mngt: unregister carries the plug-in id")
-    check(any(r["msgId"] == 0x47103067 for r in usb), "usb_mngt: the disc list was asked")
+    check(any(r["msgId"] == id_of("ZX_USB_RPC_GET_DISC_INFO") for r in usb), "usb_mngt: the disc list was asked")
 
-    events = [r.get("decoded", {}) for r in records("eventcenter") if r["msgId"] == 12342]
+    events = [r.get("decoded", {}) for r in records("eventcenter") if r["msgId"] == id_of("ZX_EVENT_INFORM")]
     check([e.get("name") for e in events] == ["gatewaywatch.started", "gatewaywatch.usb", "gatewaywatch.stopped"],
           "event centre: started, usb, stopped, got %s" % [e.get("name") for e in events])
     if len(events) == 3:
@@ -170,10 +182,10 @@ def main():
               "event centre: the USB line's data")
 
     app_m = [r["msgId"] for r in records("app_m")]
-    check(app_m.count(0x4710304B) == 2, "app_m: the LOID asked twice (report and answer), got %s"
+    check(app_m.count(id_of("ZX_APPM_RPC_GET_LOID")) == 2, "app_m: the LOID asked twice (report and answer), got %s"
           % [hex(m) for m in app_m])
     tarn = [r["msgId"] for r in records("tarn")]
-    check(0x48304185 in tarn, "tarn: the device MAC asked")
+    check(id_of("ZX_TARN_RPC_GET_ONT_MAC") in tarn, "tarn: the device MAC asked")
 
     if FAILURES:
         print("%d check(s) failed" % len(FAILURES))

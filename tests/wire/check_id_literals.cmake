@@ -18,7 +18,7 @@ if(count LESS 50)
 endif()
 set(found)
 foreach(dir bridge baseservice entity velm broadband l2tp zel fileservice util platform include sim tools
-            java/src java/demo java/bench java/osgi/example java/osgi/launcher bench scripts docs)
+            java/src java/demo java/bench java/osgi bench scripts docs)
   file(GLOB_RECURSE files ${ROOT}/${dir}/*.c ${ROOT}/${dir}/*.cpp ${ROOT}/${dir}/*.h ${ROOT}/${dir}/*.java
        ${ROOT}/${dir}/*.md ${ROOT}/${dir}/*.py ${ROOT}/${dir}/*.sh ${ROOT}/${dir}/*.json)
   foreach(f ${files})
