@@ -14,6 +14,11 @@
 
 namespace zxsim {
 
+// Reads `len` bytes of block `id` into stored and frees the block (the reader owns it, whether or
+// not it could be read). The length is the sender's word: one no block can have is refused
+// (ZX_VDATA_ERR_RANGE) before anything is allocated for it.
+uint32_t take_block(uint32_t id, uint32_t len, std::vector<uint8_t>& stored);
+
 // Reads the tunnel-API block named by the TunnelVDataRecord at `offset` of the request, frees it,
 // and expands it when it was stored compressed. decoded receives the record and the payload in
 // hex. On failure the call has been answered and false is returned.

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "blocks.h"
 #include "families.h"
 #include "record_util.h"
 #include "zx_host.h"
@@ -300,10 +301,8 @@ void fill_states(json_object* state, const std::vector<std::string>& names, ZX_O
 
 // Reads and frees the block of a query list; false (answered) when it cannot be read.
 bool read_query(Call& call, const PluginVDataRecord& rec, ZX_OSGI_QUERY_LIST_S& list) {
-    std::vector<uint8_t> stored(rec.uiStoredLen);
-    uint32_t status = ZX_VDATA_ReadData(rec.uivDataID, rec.uiStoredLen, stored.data());
-    uint32_t freed = ZX_VDATA_FreeShm(rec.uivDataID);  // the reader owns the block
-    if (status == ZX_OK) status = freed;
+    std::vector<uint8_t> stored;
+    uint32_t status = take_block(rec.uivDataID, rec.uiStoredLen, stored);
     if (status == ZX_OK && zxhost::decompressed_len_within(stored) != sizeof list) status = ZX_ERR_CORRUPT;
     if (status == ZX_OK) status = zxhost::decompress_within(stored, &list, sizeof list);
     if (status != ZX_OK) call.fail(status);

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <ctime>
 #include <atomic>
 #include <cstring>
 #include <fstream>
@@ -501,6 +503,36 @@ TEST_F(Vdata, ThreadsAndProcessesShareTheArenaWithoutMixingContents) {
     EXPECT_TRUE(zxhost::vdata_list().empty());
 }
 
+// Whether this machine gives a dead process's robust lock to the next one that waits for it:
+// a child takes a process-shared robust mutex and ends holding it. The kernel does this for every
+// process that registered its robust list; qemu-user does not pass that registration on
+// (set_robust_list), so under it the lock stays taken for good.
+bool dead_owner_is_detected() {
+    void* shared = mmap(nullptr, sizeof(pthread_mutex_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) return false;
+    auto* mutex = static_cast<pthread_mutex_t*>(shared);
+    pthread_mutexattr_t attr;
+    pthread_mutexattr_init(&attr);
+    pthread_mutexattr_setpshared(&attr, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&attr, PTHREAD_MUTEX_ROBUST);
+    pthread_mutex_init(mutex, &attr);
+    pthread_mutexattr_destroy(&attr);
+    bool detected = false;
+    if (run_in_child([&] { return pthread_mutex_lock(mutex) == 0 ? 0 : 1; }) == 0) {
+        timespec until{};
+        clock_gettime(CLOCK_REALTIME, &until);
+        until.tv_sec += 2;
+        detected = pthread_mutex_timedlock(mutex, &until) == EOWNERDEAD;
+        // Taken over, the lock is on this thread's robust list until it is given back.
+        if (detected) {
+            pthread_mutex_consistent(mutex);
+            pthread_mutex_unlock(mutex);
+        }
+    }
+    munmap(shared, sizeof(pthread_mutex_t));
+    return detected;
+}
+
 // The child's handler: tell the parent the copy has stopped, then stay there until killed.
 int g_stuckFd = -1;
 void stop_in_copy(int) {
@@ -510,6 +542,9 @@ void stop_in_copy(int) {
 }
 
 TEST_F(Vdata, ProcessKilledInsideACopyDoesNotBlockTheOthers) {
+    if (!dead_owner_is_detected())
+        GTEST_SKIP() << "this machine never gives a dead process's robust lock to the next process (qemu-user "
+                        "does not pass set_robust_list on): NOT checked here (reported as skipped)";
     const long page = sysconf(_SC_PAGESIZE);
     const uint32_t id = create(static_cast<uint32_t>(2 * page));
     Pipe stuck;

@@ -18,6 +18,9 @@
 #include "test_env.h"
 #include "zx_host.h"
 #include "zx_platform.h"
+#include "zx_vdata.h"
+#include "zx_wire_app_m.h"
+#include "zx_wire_tarn.h"
 #include "zx_wire_vdata.h"
 
 namespace {
@@ -393,6 +396,48 @@ TEST(SimServices, TunnelBlockWhoseUnitClaimsMoreThanItsStoredBytesIsRefusedAsCor
     uint32_t reply = 0;
     EXPECT_EQ(ZX_MSG_RpcCall(&head, 0x48304171u, 0, &rec, sizeof rec, &reply, sizeof reply, 5000), ZX_OK);
     EXPECT_TRUE(zxhost::vdata_list().empty());
+}
+
+// Lengths a block record claims are the sender's word: a stored length no block can have, or an
+// original length LZ4 could never expand the stored bytes to, is refused before the service
+// allocates anything for it (the simulator once tried to allocate 2.8 GB for such a record, and
+// died where that much cannot be addressed); the block is freed all the same.
+TEST(SimServices, TunnelBlockRecordClaimingImpossibleLengthsIsRefused) {
+    zxtest::ScopedBusDir bus;
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    const uint8_t text[16] = "example.org";
+    struct Case {
+        uint32_t original, stored;
+        uint32_t status;
+    };
+    const Case cases[] = {
+        {0xABAAA9A8u, 0xABAAA9A8u, ZX_VDATA_ERR_RANGE},
+        {ZX_VDATA_MAX_BLOCK + 1, ZX_VDATA_MAX_BLOCK + 1, ZX_VDATA_ERR_RANGE},
+        {0x7E000000u, 16, ZX_ERR_CORRUPT},
+        {255 * 16 + 255, 16, ZX_ERR_CORRUPT},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.original);
+        TunnelVDataRecord rec{};
+        ASSERT_EQ(ZX_VDATA_CreShm(sizeof text, &rec.uivDataID), ZX_OK);
+        ASSERT_EQ(ZX_VDATA_UpdateData(rec.uivDataID, sizeof text, text), ZX_OK);
+        rec.uiOriginalLen = c.original;
+        rec.uiCompressedLen = c.stored;
+        ZX_MSG_HEAD_S head = make_head("tarn");
+        uint32_t reply = 0;
+        EXPECT_EQ(ZX_MSG_RpcCall(&head, ZX_TARN_RPC_DNS_FORWARD_ADD, 0, &rec, sizeof rec, &reply, sizeof reply, 5000),
+                  c.status);
+        EXPECT_TRUE(zxhost::vdata_list().empty());
+    }
+    // The service is still there, and a one-way notice with such a record leaves it there too.
+    TunnelVDataRecord notice{};
+    notice.uivDataID = 77;
+    notice.uiOriginalLen = notice.uiCompressedLen = 0xABAAA9A8u;
+    ASSERT_EQ(ZX_MSG_AsyncSendData("app_m", ZX_APPM_NOTICE_TRAFFIC_MONITOR, &notice, sizeof notice), ZX_OK);
+    EXPECT_EQ(count(wait_for_records(sim, "app_m", 1)), 1u);
+    EXPECT_EQ(call_loid().status, ZX_OK);
+    EXPECT_TRUE(sim.stop()) << "the simulator ends cleanly";
 }
 
 TEST(SimServices, EventCentreAcceptsAndRecordsEventsWithTheirBytes) {

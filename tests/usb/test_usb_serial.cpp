@@ -1,8 +1,12 @@
 // The serial line of a USB device: rates, frame, parity, flow control and raw mode, judged by what
 // the terminal holds afterwards (tcgetattr on the handle, stty on the device path) and, for what a
 // pseudo-terminal does not keep, by the attributes handed to tcsetattr.
+#include <fcntl.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <string>
 
 #include "usb_fixture.h"
 
@@ -50,6 +54,45 @@ constexpr RateCase kRates[] = {
     {4000000, B4000000},
 };
 
+// Whether this machine's terminals keep a setting: a fresh pseudo-terminal is given it and asked
+// back. Under qemu-user they keep neither the rates above 460800 nor CMSPAR (the emulator's
+// translation of terminal attributes has no entry for them), whatever the library asks. A setting
+// the terminal cannot keep is judged by what the library handed to tcsetattr, and the test says
+// so on its output.
+template <class Change, class Kept>
+bool terminal_keeps(Change change, Kept kept) {
+    const TermiosLog saved = termios_log();  // the probe's own tcsetattr is not the library's
+    bool result = false;
+    int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0) {
+        int pty = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        termios tio{};
+        if (pty >= 0 && tcgetattr(pty, &tio) == 0) {
+            change(tio);
+            result = tcsetattr(pty, TCSANOW, &tio) == 0 && tcgetattr(pty, &tio) == 0 && kept(tio);
+        }
+        if (pty >= 0) close(pty);
+    }
+    if (master >= 0) close(master);
+    termios_log() = saved;
+    return result;
+}
+
+bool terminal_keeps_rate(speed_t speed) {
+    return terminal_keeps([speed](termios& t) { cfsetspeed(&t, speed); },
+                          [speed](const termios& t) { return cfgetospeed(&t) == speed && cfgetispeed(&t) == speed; });
+}
+
+bool terminal_keeps_cmspar() {
+    return terminal_keeps([](termios& t) { t.c_cflag |= CMSPAR; },
+                          [](const termios& t) { return (t.c_cflag & CMSPAR) != 0; });
+}
+
+void note_not_kept(const std::string& what) {
+    std::printf("[   NOTE   ] this machine's terminals do not keep %s: judged by the request alone\n", what.c_str());
+    testing::Test::RecordProperty("not_kept_by_terminal", what);
+}
+
 class UsbSerial : public UsbTest {
 protected:
     void SetUp() override {
@@ -93,15 +136,24 @@ protected:
 };
 
 TEST_F(UsbSerial, EveryRateReachesTheTerminal) {
+    std::string notKept;
     for (const RateCase& c : kRates) {
         SCOPED_TRACE(c.rate);
         // The rate before is different, so a rate that is not applied shows.
         ASSERT_EQ(set(c.rate == 9600 ? 1200 : 9600, 0, 8, 1, 0, 0), kOk);
         ASSERT_EQ(set(c.rate, 0, 8, 1, 0, 0), kOk);
+        const termios& asked = termios_log().last;
+        EXPECT_EQ(cfgetospeed(&asked), c.speed);
+        EXPECT_EQ(cfgetispeed(&asked), c.speed);
+        if (!terminal_keeps_rate(c.speed)) {
+            notKept += (notKept.empty() ? "" : " ") + std::to_string(c.rate);
+            continue;
+        }
         termios tio = held();
         EXPECT_EQ(cfgetospeed(&tio), c.speed);
         EXPECT_EQ(cfgetispeed(&tio), c.speed);
     }
+    if (!notKept.empty()) note_not_kept("the rates " + notKept);
     expect_no_failure_records();
 }
 
@@ -172,6 +224,7 @@ TEST_F(UsbSerial, ParityTable) {
         {0, false, false, false, false}, {1, true, false, false, true}, {2, true, true, false, true},
         {3, false, true, true, true},    {4, false, false, true, true},
     };
+    const bool cmsparKept = terminal_keeps_cmspar();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.parity);
         termios clean = held();
@@ -187,13 +240,16 @@ TEST_F(UsbSerial, ParityTable) {
         // What the terminal keeps: all but PARENB, which a pseudo-terminal always clears.
         termios tio = held();
         EXPECT_EQ((tio.c_cflag & PARODD) != 0, c.parodd);
-        EXPECT_EQ((tio.c_cflag & CMSPAR) != 0, c.cmspar);
         EXPECT_EQ((tio.c_iflag & INPCK) != 0, c.inpck);
         std::string words = stty();
         EXPECT_TRUE(has_word(words, c.parodd ? "parodd" : "-parodd")) << words;
-        EXPECT_TRUE(has_word(words, c.cmspar ? "cmspar" : "-cmspar")) << words;
         EXPECT_TRUE(has_word(words, c.inpck ? "inpck" : "-inpck")) << words;
+        if (cmsparKept) {
+            EXPECT_EQ((tio.c_cflag & CMSPAR) != 0, c.cmspar);
+            EXPECT_TRUE(has_word(words, c.cmspar ? "cmspar" : "-cmspar")) << words;
+        }
     }
+    if (!cmsparKept) note_not_kept("CMSPAR");
     expect_no_failure_records();
     for (uint32_t parity : {5u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(parity);
