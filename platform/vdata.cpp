@@ -38,7 +38,7 @@
 namespace {
 
 constexpr uint32_t kMagic = 0x4156585Au;  // "ZXVA"
-constexpr uint32_t kVersion = 1;
+constexpr uint32_t kVersion = 2;  // 2: the mutex has room for 64-bit ARM's
 constexpr uint32_t kIndexBits = 10;
 constexpr uint32_t kSlotCount = 1u << kIndexBits;
 constexpr uint32_t kGenerationMask = (1u << (32 - kIndexBits)) - 1;
@@ -65,9 +65,9 @@ static_assert(offsetof(Slot, generation) == 0 && offsetof(Slot, inUse) == 4 && o
               offsetof(Slot, size) == 12 && offsetof(Slot, creatorPid) == 16);
 
 // Shared between processes, so the layout is fixed; the mutex needs its natural alignment. It has
-// 40 bytes of its own whatever its size (40 on x86-64, 24 on 32-bit ARM), so the slots start at
-// 64 on every machine.
-constexpr size_t kMutexSpace = 40;
+// 48 bytes of its own whatever its size (40 on x86-64, 24 on 32-bit ARM, 48 on 64-bit ARM), so
+// the slots start at 72 on every machine.
+constexpr size_t kMutexSpace = 48;
 struct ArenaHeader {
     uint32_t magic;
     uint32_t version;
@@ -84,8 +84,8 @@ static_assert(sizeof(pthread_mutex_t) <= kMutexSpace);
 static_assert(offsetof(ArenaHeader, magic) == 0 && offsetof(ArenaHeader, version) == 4 &&
               offsetof(ArenaHeader, ready) == 8 && offsetof(ArenaHeader, slotCount) == 12 &&
               offsetof(ArenaHeader, dataSize) == 16 && offsetof(ArenaHeader, mutex) == 24 &&
-              offsetof(ArenaHeader, slots) == 64);
-static_assert(sizeof(ArenaHeader) == 64 + kSlotCount * sizeof(Slot));
+              offsetof(ArenaHeader, slots) == 72);
+static_assert(sizeof(ArenaHeader) == 72 + kSlotCount * sizeof(Slot));
 static_assert(sizeof(ArenaHeader) <= kStampOffset);
 static_assert(kStampOffset + kSlotCount * sizeof(uint64_t) <= kDataOffset);
 

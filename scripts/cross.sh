@@ -11,20 +11,23 @@
 #       fails it. The names the bridge looks up with dlsym must be declared too. --extra adds a
 #       source to the library (the test of this build uses it to prove that an undeclared
 #       function is refused).
-#   scripts/cross.sh armhf
-#       Installs Debian's armhf cross toolchain, the armhf -dev packages and qemu-user (what is
-#       missing), configures build-armhf with cmake/toolchain-armhf.cmake and builds it; then runs
-#       ctest there, every program under qemu-arm (ctest's cross-compiling emulator).
+#   scripts/cross.sh armhf | arm64
+#       Installs Debian's cross toolchain of the target (arm-linux-gnueabihf, aarch64-linux-gnu),
+#       the target's -dev packages and qemu-user (what is missing), configures build-armhf or
+#       build-arm64 with cmake/toolchain-<target>.cmake and builds the platform, the simulator,
+#       the bridge and every GoogleTest suite; then runs ctest there, every program under qemu-arm
+#       or qemu-aarch64 (ctest's cross-compiling emulator).
 #
 # Environment: CC, CXX       compilers of the contract build (default cc, c++)
 #              ZX_JOBS       parallel compilations (default: the number of processors)
 #              ZX_WORK_DIR   work directory of the contract build (default: a temporary one,
 #                            removed afterwards)
+#              ZX_CROSS_BUILD  build directory of armhf or arm64 (default: build-<target>)
 set -euo pipefail
 repo=$(cd "$(dirname "$0")/.." && pwd)
 jobs=${ZX_JOBS:-$(nproc)}
 
-usage() { echo "usage: $0 contract [--extra FILE.cpp]... | armhf" >&2; exit 2; }
+usage() { echo "usage: $0 contract [--extra FILE.cpp]... | armhf | arm64" >&2; exit 2; }
 
 # ---------------------------------------------------------------------------------------------
 # The contract build.
@@ -133,63 +136,67 @@ contract() {
 }
 
 # ---------------------------------------------------------------------------------------------
-# The armhf build.
+# The builds for the gateway's processors: armhf (32-bit ARM, the gateway's own) and arm64.
 
-# Debian's cross toolchain, the armhf -dev packages the libraries and the suites build against,
-# qemu-user and the armhf C++ runtime the programs run on (see cmake/toolchain-armhf.cmake),
+# Debian's cross toolchain, the target's -dev packages the libraries and the suites build against,
+# qemu-user and the target's C++ runtime the programs run on (see cmake/toolchain-cross.cmake),
 # installed when missing (as root or through sudo). zlib and zstd are left out: only the
-# benchmarks use them, and the cross build has none.
-armhf_packages=(crossbuild-essential-armhf qemu-user libstdc++6:armhf
-                libjson-c-dev:armhf liblz4-dev:armhf libgtest-dev:armhf libgmock-dev:armhf)
+# benchmarks use them, and the cross builds have none.
+target_packages() {
+  local arch=$1
+  echo crossbuild-essential-"$arch" qemu-user libstdc++6:"$arch" libjson-c-dev:"$arch" liblz4-dev:"$arch" \
+       libgtest-dev:"$arch" libgmock-dev:"$arch"
+}
 
-install_armhf() {
-  local sudo_cmd=()
+install_target() {
+  local arch=$1 sudo_cmd=()
   [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
-  if ! dpkg --print-foreign-architectures | grep -qx armhf; then
-    "${sudo_cmd[@]}" dpkg --add-architecture armhf
+  if ! dpkg --print-foreign-architectures | grep -qx "$arch"; then
+    "${sudo_cmd[@]}" dpkg --add-architecture "$arch"
   fi
   local missing=() p
-  for p in "${armhf_packages[@]}"; do
+  for p in $(target_packages "$arch"); do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
   done
   if ((${#missing[@]})); then
     echo "installing: ${missing[*]}"
-    # The armhf lists are new after --add-architecture: update, and go on when one index (of
+    # The target's lists are new after --add-architecture: update, and go on when one index (of
     # another suite) cannot be fetched; the install itself says what is missing.
     "${sudo_cmd[@]}" apt-get update -qq || true
     DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
   fi
 }
 
-# What ctest leaves out of the armhf run, and why (said in the output, never silently):
-# the JUnit, soak and OSGi suites and the kit's tests start this machine's JVM, which cannot load
-# an armhf library; the fuzzers are clang builds for this machine.
-armhf_ctest_exclude='^(java|soak|osgi|Install|Fuzz)\.'
+# What ctest leaves out of a cross run, and why (said in the output, never silently): the JUnit,
+# soak and OSGi suites and the kit's tests start this machine's JVM, which cannot load a library
+# of the target; the fuzzers are clang builds for this machine and are not configured there.
+cross_ctest_exclude='^(java|soak|osgi|Install|Fuzz)\.'
 
-armhf() {
-  local t0=$SECONDS t
-  install_armhf
-  echo "== armhf: packages ready ($((SECONDS - t0)) s)"
-  local build=${ZX_ARMHF_BUILD:-$repo/build-armhf}
+target_build() {
+  local arch=$1 t0=$SECONDS t
+  install_target "$arch"
+  echo "== $arch: packages ready ($((SECONDS - t0)) s)"
+  local build=${ZX_CROSS_BUILD:-$repo/build-$arch}
   t=$SECONDS
   cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZX_BENCH=OFF \
-    -DCMAKE_TOOLCHAIN_FILE="$repo/cmake/toolchain-armhf.cmake" >/dev/null
+    -DCMAKE_TOOLCHAIN_FILE="$repo/cmake/toolchain-$arch.cmake" >/dev/null
   # The platform, the simulator, the bridge and every GoogleTest suite (with the tools they start).
   local targets
   mapfile -t targets < <(cd "$build" && ninja -t targets all | grep -oE '^tests/test_[a-z0-9_]+:' |
                           sed 's|^tests/||; s|:$||' | sort -u)
   cmake --build "$build" -j "$jobs" --target zx_kor_basic zxjavabridge gatewaysim "${targets[@]}"
-  echo "== armhf: built ($((SECONDS - t)) s)"
+  echo "== $arch: built ($((SECONDS - t)) s)"
   t=$SECONDS
-  echo "== armhf: ctest under qemu-arm; left out: $armhf_ctest_exclude (they need this machine's JVM or clang)"
+  echo "== $arch: ctest under $(sed -n 's/^set(ZX_CROSS_QEMU \(.*\))$/\1/p' "$repo/cmake/toolchain-$arch.cmake");" \
+       "left out: $cross_ctest_exclude (they need this machine's JVM or clang)"
   local status=0
-  ctest --test-dir "$build" -j "$jobs" --output-on-failure --timeout 600 -E "$armhf_ctest_exclude" || status=1
-  echo "== armhf: ctest $((SECONDS - t)) s, total $((SECONDS - t0)) s"
+  ctest --test-dir "$build" -j "$jobs" --output-on-failure --timeout 600 -E "$cross_ctest_exclude" || status=1
+  echo "== $arch: ctest $((SECONDS - t)) s, total $((SECONDS - t0)) s"
   return $status
 }
 
 case "${1:-}" in
   contract) shift; contract "$@" ;;
-  armhf) armhf ;;
+  armhf | arm64) target_build "$1" ;;
   *) usage ;;
 esac

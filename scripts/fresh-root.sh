@@ -2,7 +2,10 @@
 # Proves the README on a fresh Debian 12 root: builds a minimal bookworm root with mmdebstrap
 # from this machine's own apt sources, puts a clean checkout of the committed HEAD in
 # /root/project, and runs the README's two commands there exactly as written, as root, in a
-# clean environment. The root, its mounts and every process in it are removed on every way out.
+# clean environment, then each COMMAND given (CI adds "bash scripts/cross.sh armhf"). The root,
+# its mounts and every process in it are removed on every way out.
+#
+#   scripts/fresh-root.sh [COMMAND]...
 #
 # Environment: ZX_FRESH_ROOT_TMP  directory under which the root is built (default /var/tmp;
 #                                 it needs a few GB: packages, a release and a sanitizer build)
@@ -18,6 +21,7 @@ fi
 repo=$(cd "$(dirname "$0")/.." && pwd)
 suite=bookworm
 readme_commands=("bash scripts/demo.sh" "bash scripts/test.sh")
+commands=("${readme_commands[@]}" "$@")
 chroot_env=(PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root
             "TERM=${TERM:-dumb}" LANG=C.UTF-8 CI=true)
 
@@ -194,7 +198,7 @@ in_root() {
 }
 
 status=0
-for c in "${readme_commands[@]}"; do
+for c in "${commands[@]}"; do
   step "$c" in_root "cd /root/project && $c" || status=1
   if [ "$c" = "${readme_commands[0]}" ]; then
     say "root JDK: $(in_root 'java -version 2>&1 | head -n1' || echo none)"
