@@ -141,12 +141,14 @@ std::vector<std::string> split_tabs(const std::string& line) {
     return parts;
 }
 
+// A 32-bit word written as digits: the same words are taken on every machine (strtoul's range,
+// and with it what a wrapped "-1" becomes, follows the width of long).
 bool parse_u32(const std::string& s, int base, uint32_t& out) {
-    if (s.empty()) return false;
+    if (s.empty() || s.find('-') != std::string::npos) return false;
     char* end = nullptr;
     errno = 0;
-    unsigned long v = std::strtoul(s.c_str(), &end, base);
-    if (*end != '\0' || errno != 0 || v > 0xFFFFFFFFul) return false;
+    unsigned long long v = std::strtoull(s.c_str(), &end, base);
+    if (*end != '\0' || errno != 0 || v > 0xFFFFFFFFull) return false;
     out = static_cast<uint32_t>(v);
     return true;
 }

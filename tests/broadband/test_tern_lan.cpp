@@ -31,7 +31,7 @@ StateValue tarn_hosts(size_t n) {
     std::vector<StateValue> hosts;
     for (size_t i = 0; i < n; ++i) {
         char mac[18];
-        std::snprintf(mac, sizeof mac, "02:00:00:00:%02X:%02X", static_cast<unsigned>(i >> 8),
+        std::snprintf(mac, sizeof mac, "02:00:00:00:%02X:%02X", static_cast<unsigned>((i >> 8) & 0xFF),
                       static_cast<unsigned>(i & 0xFF));
         hosts.push_back(StateValue::object({{"mac", mac}, {"usBytes", 0}, {"dsBytes", 0}}));
     }

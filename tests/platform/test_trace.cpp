@@ -147,7 +147,10 @@ TEST(Trace, FileSinkWritesOneEscapedLinePerRecordThatParsesBack) {
 TEST(Trace, ParserRefusesMalformedLines) {
     TraceRecord r;
     for (const char* bad : {"", "X\t1", "T\t1\tf\t2\t0", "T\tx\tf\t2\t0\ttext", "T\t1\tf\t2\t0\tbad\\q",
-                            "T\t1\tf\t2\t0\tcut\\x4", "L1\tf\t1\tnothex", "L\tf\t1\t0\t0\t0\t0"}) {
+                            "T\t1\tf\t2\t0\tcut\\x4", "L1\tf\t1\tnothex", "L\tf\t1\t0\t0\t0\t0",
+                            // Beyond 32 bits, or negative, on a machine of any width of long.
+                            "L1\tf\t-1\tF7100008", "L1\tf\t4294967296\tF7100008", "L1\tf\t1\t100000000",
+                            "T\t-216\tf\t2\t0\ttext"}) {
         EXPECT_FALSE(zxhost::trace_parse_line(bad, r)) << bad;
     }
 }

@@ -144,12 +144,6 @@ uint32_t bus_call(const char* dest, uint32_t msgId, const void* req, uint32_t re
     return ZX_MSG_RpcCall(&head, msgId, 0, req, reqLen, reply, replyLen, 5000);
 }
 
-bool read_file_has(const Zxmon& mon, const std::string& what) {
-    for (const std::string& line : mon.lines())
-        if (line.find(what) != std::string::npos) return true;
-    return false;
-}
-
 class ZxmonTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -454,6 +448,13 @@ TEST_F(ZxmonTest, ASecondMonitorIsRefusedAndAStaleFileTakenOver) {
 }
 
 #ifdef ZX_JAVA
+// Whether a line the monitor printed so far holds `what`.
+bool shows_line_with(const Zxmon& mon, const std::string& what) {
+    for (const std::string& line : mon.lines())
+        if (line.find(what) != std::string::npos) return true;
+    return false;
+}
+
 // The demo through the Java classes, watched: the JVM's calls of every family, decoded.
 TEST_F(ZxmonTest, TheDemoSeenByTheMonitor) {
     Zxmon mon({"--bus", bus_.path(), "--json"});
@@ -465,7 +466,7 @@ TEST_F(ZxmonTest, TheDemoSeenByTheMonitor) {
     ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
     // The demo's last call is the do-not-disturb state of line 1.
     for (int i = 0; i < 3000; ++i) {
-        if (read_file_has(mon, "ZX_VOICE_RPC_GET_POTS_DND")) break;
+        if (shows_line_with(mon, "ZX_VOICE_RPC_GET_POTS_DND")) break;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     auto objs = mon.objects();
