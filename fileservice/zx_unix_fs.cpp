@@ -24,6 +24,11 @@ constexpr size_t kNameMax = 255;
 using zxjni::JavaText;
 using zxjni::LocalRef;
 
+// lstat answers for files of 2 GiB and more and for times after 2038 on a 32-bit gateway too
+// (the build makes off_t and time_t 64 bits wide): such a file reads negative, as it does on a
+// 64-bit machine, instead of failing with EOVERFLOW and reading 0.
+static_assert(sizeof(off_t) == 8 && sizeof(time_t) == 8, "the build must define _FILE_OFFSET_BITS and _TIME_BITS");
+
 }  // namespace
 
 extern "C" JNIEXPORT jboolean JNICALL

@@ -105,6 +105,7 @@ contract() {
   # The bridge: its units compiled with the bridge's include directories and the contract, then
   # linked with nothing undefined.
   local flags=(-std=c++20 -fPIC -fvisibility=hidden -fvisibility-inlines-hidden -O0
+               -D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64
                -Wall -Wextra -Wno-missing-field-initializers -Wno-psabi
                -I"$src/include" -I"$src/wire" -I"$jdk_include" -I"$jdk_include/linux" -I"$work/jni")
   for d in "${dirs[@]}"; do flags+=(-I"$src/$d"); done
