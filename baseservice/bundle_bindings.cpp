@@ -27,7 +27,7 @@ void trace_entry(const char* method, Line line) {
                        method);
 }
 
-uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
+using zxtrace::word;
 
 template <size_t N>
 void copy_name(char (&field)[N], const char* text) {

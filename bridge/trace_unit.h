@@ -70,6 +70,9 @@ inline void finished_text(const char* text) {
 #pragma GCC diagnostic pop
 }
 
+// A pointer as the 32-bit word a last word carries (its low half where pointers are wider).
+inline uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
+
 // The units and their default levels.
 inline constexpr Unit kL2tpApi{"l2tp_api", 216};                 // tunnel and device-information API
 inline constexpr Unit kL2tpJni{"l2tp_jni", 216};                 // entity service

@@ -10,7 +10,7 @@ namespace {
 // The tunnel API's half of this file records as l2tp_api, the plug-in platform's as its own unit.
 using zxtrace::kL2tpApi, zxtrace::kVelmApi, zxtrace::operator""_ln;
 
-uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
+using zxtrace::word;
 }  // namespace
 
 extern "C" uint32_t L2TP_API_WriteVData(TunnelVDataRecord* rec, const void* data, uint32_t len) {

@@ -41,7 +41,7 @@ uint32_t timeout_of(uint32_t msgId) {
     return kDefaultTimeoutMs;
 }
 
-uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
+using zxtrace::word;
 
 // Releases the pieces of a half-built object: only those that were made are handed back.
 void put_made(std::initializer_list<json_object*> objects) {

@@ -94,7 +94,7 @@ extern "C" jstring OSGI_JNI_FaultStrBuild(JNIEnv* env, uint32_t code) {
     json_object_object_add(obj, "Result", result);
     const char* text = json_object_to_json_string(obj);
     if (!text || !*text) {
-        kVelmApi.last_word(993_ln, ZX_JNI_ERR_GENERAL, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(text)), 0, 0,
+        kVelmApi.last_word(993_ln, ZX_JNI_ERR_GENERAL, zxtrace::word(text), 0, 0,
                            0);
         VELM_JSON_ObjPut(obj);
         return nullptr;

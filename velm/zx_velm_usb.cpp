@@ -83,7 +83,7 @@ void write_pair(char* buf, uint32_t size, const char* name, int32_t value) {
     ZX_OS_Snprintf_S(buf, size, size, "{\"%s\":%d,\"%s\":%d}", "Result", 0, name, value);
 }
 
-uint32_t word(const void* pointer) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pointer)); }
+using zxtrace::word;
 
 // Waits for the handle to become readable: the select result. A null time-out waits without limit.
 int32_t wait_readable(uint32_t handle, ZX_TIMEVAL* timeout) {
