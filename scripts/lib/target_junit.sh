@@ -34,7 +34,8 @@ jobs=${ZX_JOBS:-$(nproc)}
 limit=${ZX_JUNIT_TIME_LIMIT:-1200}
 
 (($# >= 1)) || { sed -n '7p' "$0" | sed 's/^# //' >&2; exit 2; }
-build=$1
+[ -n "$1" ] || { echo "target_junit.sh: no build directory" >&2; exit 2; }
+build=$(mkdir -p "$1" && cd "$1" && pwd)
 shift
 
 # Classes that cannot run in the emulated JVM, with the reason said in the output.
@@ -62,7 +63,7 @@ echo "== $arch-junit: built ($((SECONDS - t0)) s)"
 top=$build/target-jvm
 root=$top/root
 jdk=$root/usr/lib/jvm/java-17-openjdk-$arch
-if [ ! -x "$jdk/bin/java.real" ]; then
+if [ ! -e "$top/unpacked" ]; then
   t=$SECONDS
   rm -rf "$top/debs" "$root"
   mkdir -p "$top/debs" "$root"
@@ -81,28 +82,32 @@ if [ ! -x "$jdk/bin/java.real" ]; then
   done < <(find "$jdk" -type l -lname '/etc/*')
   mv "$jdk/bin/java" "$jdk/bin/java.real"
   mv "$jdk/lib/jspawnhelper" "$jdk/lib/jspawnhelper.real"
-  cat >"$jdk/lib/jspawnhelper" <<EOF
-#!/bin/sh
-exec $qemu "\$(dirname "\$0")/jspawnhelper.real" "\$@"
-EOF
-  # The launcher last: its presence says the JVM is complete. Its temporary files (JUnit's @TempDir)
-  # go to /dev/shm: qemu-arm is a 64-bit process, so ext4 gives it 64-bit directory offsets, which
-  # the 32-bit JVM's readdir refuses ("Value too large for defined data type"); any directory on
-  # ext4 reads as empty to it, and JUnit cannot remove its temporary directories there. tmpfs
-  # offsets are small. (A 32-bit kernel, or a 32-bit process on a 64-bit one, gets 32-bit ones.)
-  cat >"$jdk/bin/java" <<EOF
-#!/bin/sh
-exec $qemu -E LD_LIBRARY_PATH=$root/lib/$triplet:$root/usr/lib/$triplet "\$(dirname "\$0")/java.real" \\
-  -Djava.io.tmpdir=/dev/shm "\$@"
-EOF
-  chmod +x "$jdk/lib/jspawnhelper" "$jdk/bin/java"
+  touch "$top/unpacked"
   echo "== $arch-junit: JVM fetched and unpacked into $root ($((SECONDS - t)) s," \
        "$(du -sh "$top/debs" | cut -f1) of packages, $(du -sh "$root" | cut -f1) unpacked)"
 fi
+# The wrappers, written on every run. The JVM's temporary files (JUnit's @TempDir) go to /dev/shm:
+# qemu-arm is a 64-bit process, so ext4 gives it 64-bit directory offsets, which the 32-bit JVM's
+# readdir refuses ("Value too large for defined data type"): any directory on ext4 reads as empty
+# to it, and JUnit cannot remove its temporary directories there. tmpfs offsets are small. (A
+# 32-bit process of a 64-bit kernel, or a 32-bit kernel, gets 32-bit ones.) ZX_TARGET_JVM_OPTIONS
+# (for instance -Xint) reaches every JVM, the ones the tests start too.
+if [ ! -x "$jdk/bin/java.real" ] || [ ! -x "$jdk/lib/jspawnhelper.real" ]; then
+  echo "$arch-junit: the JVM in $root is incomplete: remove $top and run again" >&2
+  exit 1
+fi
+# shellcheck disable=SC2016
+printf '#!/bin/sh\nexec %s "$(dirname "$0")/jspawnhelper.real" "$@"\n' "$qemu" >"$jdk/lib/jspawnhelper"
+# shellcheck disable=SC2016
+printf '#!/bin/sh\nexec %s -E LD_LIBRARY_PATH=%s "$(dirname "$0")/java.real" -Djava.io.tmpdir=/dev/shm ${ZX_TARGET_JVM_OPTIONS:-} "$@"\n' \
+  "$qemu" "$root/lib/$triplet:$root/usr/lib/$triplet" >"$jdk/bin/java"
+chmod +x "$jdk/lib/jspawnhelper" "$jdk/bin/java"
 "$jdk/bin/java" -version 2>&1 | sed -n '1p;3p' | sed "s/^/== $arch-junit: /"
+echo "== $arch-junit: JVM options: ${ZX_TARGET_JVM_OPTIONS:-none (the defaults)}"
 
 mkdir -p "$top/wrap" "$top/logs"
 for exe in "$build/bin/gatewaysim" "$build/java/busprobe" "$build/bin/zxmon"; do
+  # shellcheck disable=SC2016
   printf '#!/bin/sh\nexec %s %s "$@"\n' "$qemu" "$exe" >"$top/wrap/$(basename "$exe")"
   chmod +x "$top/wrap/$(basename "$exe")"
 done
