@@ -25,6 +25,9 @@
 # Environment: ZX_JOBS              parallel compilations (default: the number of processors)
 #              ZX_JUNIT_TIME_LIMIT  seconds a class may take before it is stopped (default 1200;
 #                                   ctest allows 300 on this machine's own JVM)
+#              ZX_TARGET_JVM_OPTIONS  options of every JVM of the run, the ones the tests start
+#                                   too (default none; with -Xint most classes take a third less
+#                                   under the emulator, the hostile sweep about twice as long)
 set -euo pipefail
 repo=$(cd "$(dirname "$0")/../.." && pwd)
 arch=armhf
