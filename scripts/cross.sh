@@ -17,6 +17,11 @@
 #       build-arm64 with cmake/toolchain-<target>.cmake and builds the platform, the simulator,
 #       the bridge and every GoogleTest suite; then runs ctest there, every program under qemu-arm
 #       or qemu-aarch64 (ctest's cross-compiling emulator).
+#   scripts/cross.sh armhf-junit [CLASS...]
+#       The JUnit classes (ctest's java.<Class> tests, all or those named) in Debian's armhf JVM,
+#       unpacked into build-armhf/target-jvm when missing, under qemu-arm with the armhf bridge,
+#       simulator and tools; prints PASS/FAIL and seconds per class and which classes it cannot
+#       run and why (scripts/lib/target_junit.sh). Needs no armhf ctest run before it.
 #
 # Environment: CC, CXX       compilers of the contract build (default cc, c++)
 #              ZX_JOBS       parallel compilations (default: the number of processors)
@@ -27,7 +32,7 @@ set -euo pipefail
 repo=$(cd "$(dirname "$0")/.." && pwd)
 jobs=${ZX_JOBS:-$(nproc)}
 
-usage() { echo "usage: $0 contract [--extra FILE.cpp]... | armhf | arm64" >&2; exit 2; }
+usage() { echo "usage: $0 contract [--extra FILE.cpp]... | armhf | arm64 | armhf-junit [CLASS...]" >&2; exit 2; }
 
 # ---------------------------------------------------------------------------------------------
 # The contract build.
@@ -196,8 +201,17 @@ target_build() {
   return $status
 }
 
+# The JUnit classes in the target's own JVM, under the emulator.
+target_junit() {
+  local arch=$1
+  shift
+  install_target "$arch"
+  bash "$repo/scripts/lib/target_junit.sh" "${ZX_CROSS_BUILD:-$repo/build-$arch}" "$@"
+}
+
 case "${1:-}" in
   contract) shift; contract "$@" ;;
   armhf | arm64) target_build "$1" ;;
+  armhf-junit) shift; target_junit armhf "$@" ;;
   *) usage ;;
 esac
