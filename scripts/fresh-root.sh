@@ -2,8 +2,8 @@
 # Proves the README on a fresh Debian 12 root: builds a minimal bookworm root with mmdebstrap
 # from this machine's own apt sources, puts a clean checkout of the committed HEAD in
 # /root/project, and runs the README's two commands there exactly as written, as root, in a
-# clean environment, then each COMMAND given (CI adds "bash scripts/cross.sh armhf"). The root,
-# its mounts and every process in it are removed on every way out.
+# clean environment, then each COMMAND given (CI adds the two armhf steps of scripts/cross.sh).
+# The root, its mounts and every process in it are removed on every way out.
 #
 #   scripts/fresh-root.sh [COMMAND]...
 #
