@@ -69,7 +69,7 @@ cleanup() {
     wait "$child" 2>/dev/null
   fi
   [ -z "$step_name" ] ||
-    timings+=("$(printf '%-28s %s  (interrupted)' "$step_name" "$(fmt $(($(now) - step_start)))")")
+    timings+=("$(printf '%-36s %s  (interrupted)' "$step_name" "$(fmt $(($(now) - step_start)))")")
   if [ -n "$root" ] && [ -d "$root" ]; then
     kill_root_processes
     while read -r m; do
@@ -89,7 +89,7 @@ cleanup() {
       rm -rf --one-file-system "$work" || { echo "fresh-root: could not remove $work" >&2; [ "$rc" -ne 0 ] || rc=1; }
     fi
   fi
-  [ -z "$total_start" ] || timings+=("$(printf '%-28s %s' "fresh-root in all" "$(fmt $(($(now) - total_start)))")")
+  [ -z "$total_start" ] || timings+=("$(printf '%-36s %s' "fresh-root in all" "$(fmt $(($(now) - total_start)))")")
   if ((${#timings[@]})); then
     say "times"
     printf '   %s\n' "${timings[@]}"
@@ -113,7 +113,7 @@ step() {
   rc=0
   wait "$child" || rc=$?
   child=""
-  timings+=("$(printf '%-28s %s%s' "$step_name" "$(fmt $(($(now) - step_start)))" "$([ $rc -eq 0 ] || echo "  (exit $rc)")")")
+  timings+=("$(printf '%-36s %s%s' "$step_name" "$(fmt $(($(now) - step_start)))" "$([ $rc -eq 0 ] || echo "  (exit $rc)")")")
   say "$step_name: $(fmt $(($(now) - step_start))), exit $rc"
   step_name=""
   return $rc
