@@ -16,7 +16,9 @@
 #       the target's -dev packages and qemu-user (what is missing), configures build-armhf or
 #       build-arm64 with cmake/toolchain-<target>.cmake and builds the platform, the simulator,
 #       the bridge and every GoogleTest suite; then runs ctest there, every program under qemu-arm
-#       or qemu-aarch64 (ctest's cross-compiling emulator).
+#       or qemu-aarch64 (ctest's cross-compiling emulator). The suites that start a JVM in their
+#       own process (test_jvm_*) link the target's own JVM, unpacked into build-<target>/target-jvm
+#       (scripts/lib/target_jvm.sh).
 #   scripts/cross.sh armhf-junit [CLASS...]
 #       The JUnit classes (ctest's java.<Class> tests, all or those named) in Debian's armhf JVM,
 #       unpacked into build-armhf/target-jvm when missing, under qemu-arm with the armhf bridge,
@@ -141,6 +143,9 @@ contract() {
        "(${#sources[@]} sources, $((SECONDS - start)) s)"
 }
 
+# shellcheck source=scripts/lib/target_jvm.sh
+. "$repo/scripts/lib/target_jvm.sh"
+
 # ---------------------------------------------------------------------------------------------
 # The builds for the gateway's processors: armhf (32-bit ARM, the gateway's own) and arm64.
 
@@ -175,7 +180,8 @@ install_target() {
 
 # What ctest leaves out of a cross run, and why (said in the output, never silently): the JUnit,
 # soak and OSGi suites and the kit's tests start this machine's JVM, which cannot load a library
-# of the target; the fuzzers are clang builds for this machine and are not configured there.
+# of the target (the JUnit classes run in the target's JVM with armhf-junit); the fuzzers are
+# clang builds for this machine and are not configured there.
 cross_ctest_exclude='^(java|soak|osgi|Install|Fuzz)\.'
 
 target_build() {
@@ -183,9 +189,12 @@ target_build() {
   install_target "$arch"
   echo "== $arch: packages ready ($((SECONDS - t0)) s)"
   local build=${ZX_CROSS_BUILD:-$repo/build-$arch}
+  # The suites that start a JVM in their own process (test_jvm_*) link the target's own libjvm.
+  fetch_target_jvm "$build/target-jvm" "$arch"
   t=$SECONDS
   cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZX_BENCH=OFF \
-    -DCMAKE_TOOLCHAIN_FILE="$repo/cmake/toolchain-$arch.cmake" >/dev/null
+    -DCMAKE_TOOLCHAIN_FILE="$repo/cmake/toolchain-$arch.cmake" \
+    -DJAVA_JVM_LIBRARY="$target_jvm_home/lib/server/libjvm.so" -DZX_TARGET_JVM_ROOT="$target_jvm_root" >/dev/null
   # The platform, the simulator, the bridge and every GoogleTest suite (with the tools they start).
   local targets
   mapfile -t targets < <(cd "$build" && ninja -t targets all | grep -oE '^tests/test_[a-z0-9_]+:' |
@@ -193,8 +202,8 @@ target_build() {
   cmake --build "$build" -j "$jobs" --target zx_kor_basic zxjavabridge gatewaysim "${targets[@]}"
   echo "== $arch: built ($((SECONDS - t)) s)"
   t=$SECONDS
-  echo "== $arch: ctest under $(sed -n 's/^set(ZX_CROSS_QEMU \(.*\))$/\1/p' "$repo/cmake/toolchain-$arch.cmake");" \
-       "left out: $cross_ctest_exclude (they need this machine's JVM or clang)"
+  echo "== $arch: ctest under $(sed -n 's/^set(ZX_CROSS_QEMU \(.*\))$/\1/p' "$repo/cmake/toolchain-$arch.cmake")" \
+       "(test_jvm_* with the target's JVM); left out: $cross_ctest_exclude (they need this machine's JVM or clang)"
   local status=0
   ctest --test-dir "$build" -j "$jobs" --output-on-failure --timeout 600 -E "$cross_ctest_exclude" || status=1
   echo "== $arch: ctest $((SECONDS - t)) s, total $((SECONDS - t0)) s"

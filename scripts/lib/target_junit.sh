@@ -64,31 +64,11 @@ echo "== $arch-junit: built ($((SECONDS - t0)) s)"
 # ---------------------------------------------------------------------------------------------
 # The JVM of the target, unpacked (only when missing).
 top=$build/target-jvm
-root=$top/root
-jdk=$root/usr/lib/jvm/java-17-openjdk-$arch
-if [ ! -e "$top/unpacked" ]; then
-  t=$SECONDS
-  rm -rf "$top/debs" "$root"
-  mkdir -p "$top/debs" "$root"
-  # The JRE and what it needs that the multiarch runtime of the cross build (libc6, libstdc++6,
-  # libgcc-s1) does not have: zlib for libzip. The JRE's libraries for fonts, images, sound and
-  # smart cards need more, but the tests load none of them.
-  (cd "$top/debs" && apt-get download -q "openjdk-17-jre-headless:$arch" "zlib1g:$arch")
-  for deb in "$top"/debs/*.deb; do dpkg-deb -x "$deb" "$root"; done
-  # The package links its configuration to /etc/java-17-openjdk, which is this machine's own JDK's
-  # (without the armhf files): point the links into the unpacked /etc instead.
-  while IFS= read -r link; do
-    target=$(readlink "$link")
-    if [ -e "$root$target" ]; then
-      ln -sfn "$(realpath -m --relative-to="$(dirname "$link")" "$root$target")" "$link"
-    fi
-  done < <(find "$jdk" -type l -lname '/etc/*')
-  mv "$jdk/bin/java" "$jdk/bin/java.real"
-  mv "$jdk/lib/jspawnhelper" "$jdk/lib/jspawnhelper.real"
-  touch "$top/unpacked"
-  echo "== $arch-junit: JVM fetched and unpacked into $root ($((SECONDS - t)) s," \
-       "$(du -sh "$top/debs" | cut -f1) of packages, $(du -sh "$root" | cut -f1) unpacked)"
-fi
+# shellcheck source=scripts/lib/target_jvm.sh
+. "$repo/scripts/lib/target_jvm.sh"
+fetch_target_jvm "$top" "$arch"
+root=$target_jvm_root
+jdk=$target_jvm_home
 # The wrappers, written on every run. The JVM's temporary files (JUnit's @TempDir) go to /dev/shm:
 # qemu-arm is a 64-bit process, so ext4 gives it 64-bit directory offsets, which the 32-bit JVM's
 # readdir refuses ("Value too large for defined data type"): any directory on ext4 reads as empty
