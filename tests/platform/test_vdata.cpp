@@ -8,10 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <ctime>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <set>

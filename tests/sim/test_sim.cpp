@@ -16,6 +16,7 @@
 
 #include "sim_process.h"
 #include "test_env.h"
+#include "tool_process.h"
 #include "zx_host.h"
 #include "zx_platform.h"
 #include "zx_vdata.h"
@@ -716,49 +717,36 @@ TEST(SimControl, SimctlShortcutsDriveTheSimulator) {
     const std::string simctl = std::string(ZX_BINARY_DIR) + "/bin/simctl";
     ASSERT_EQ(access(simctl.c_str(), X_OK), 0) << simctl << " is not built";
 
-    struct Run {
-        int status;
-        std::string out;
-    };
-    auto run = [&](const std::string& args) {
-        FILE* p = popen((zxtest::program_shell_command(simctl) + " " + args + " 2>/dev/null").c_str(), "r");
-        Run r{-1, ""};
-        if (!p) return r;
-        char buf[4096];
-        while (size_t n = fread(buf, 1, sizeof buf, p)) r.out.append(buf, n);
-        int st = pclose(p);
-        r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-        return r;
-    };
+    auto run = [&](const std::vector<std::string>& args) { return zxtest::run_tool(simctl, args); };
 
-    Run ping = run("ping");
+    zxtest::ToolRun ping = run({"ping"});
     EXPECT_EQ(ping.status, 0);
     JsonPtr pingAnswer(json_tokener_parse(ping.out.c_str()));
     EXPECT_EQ(json_int(pingAnswer.get(), "pid"), sim.pid());
 
-    EXPECT_EQ(run(R"(set app_m '{"loid":"FROM-CLI"}')").status, 0);
+    EXPECT_EQ(run({"set", "app_m", R"({"loid":"FROM-CLI"})"}).status, 0);
     EXPECT_EQ(call_loid().text, "FROM-CLI");
-    Run state = run("state app_m");
+    zxtest::ToolRun state = run({"state", "app_m"});
     EXPECT_EQ(state.status, 0);
     JsonPtr stateAnswer(json_tokener_parse(state.out.c_str()));
     EXPECT_EQ(json_text(member(stateAnswer.get(), "state"), "loid"), "FROM-CLI");
 
-    EXPECT_EQ(run("inject app_m 0x4710304B status 0xF7213003 1").status, 0);
+    EXPECT_EQ(run({"inject", "app_m", "0x4710304B", "status", "0xF7213003", "1"}).status, 0);
     EXPECT_EQ(call_loid().status, 0xF7213003u);
     EXPECT_EQ(call_loid().status, ZX_OK);
 
-    Run received = run("--json received app_m");  // the answer line as it is
+    zxtest::ToolRun received = run({"--json", "received", "app_m"});  // the answer line as it is
     EXPECT_EQ(received.status, 0);
     JsonPtr receivedAnswer(json_tokener_parse(received.out.c_str()));
     EXPECT_EQ(json_object_array_length(member(receivedAnswer.get(), "records")), 3u);
-    EXPECT_EQ(run("clear").status, 0);
+    EXPECT_EQ(run({"clear"}).status, 0);
     EXPECT_EQ(count(sim.records()), 0u);
 
-    EXPECT_EQ(run(R"('{"op":"nope"}')").status, 1);     // refused by the simulator
-    EXPECT_EQ(run("inject app_m 1 status").status, 2);  // usage: no value
-    EXPECT_EQ(run("--ctl nosuch ping").status, 2);      // no such control socket
+    EXPECT_EQ(run({R"({"op":"nope"})"}).status, 1);               // refused by the simulator
+    EXPECT_EQ(run({"inject", "app_m", "1", "status"}).status, 2);  // usage: no value
+    EXPECT_EQ(run({"--ctl", "nosuch", "ping"}).status, 2);         // no such control socket
 
-    EXPECT_EQ(run("shutdown").status, 0);
+    EXPECT_EQ(run({"shutdown"}).status, 0);
     int status = sim.wait();
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);

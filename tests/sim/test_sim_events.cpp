@@ -1,11 +1,7 @@
 // The event centre's decoded events: events raised through the platform's event call, seen in
 // the records, in the state, and from the shell with simctl.
-#include <sys/wait.h>
-
-#include <cstdio>
-
 #include "sim_services.h"
-#include "test_env.h"
+#include "tool_process.h"
 #include "zx_eventcenter.h"
 #include "zx_wire_eventcenter.h"
 
@@ -97,15 +93,9 @@ TEST_F(Events, TheStateKeepsTheLast100) {
 
 TEST_F(Events, SimctlShowsTheEventsDecoded) {
     ASSERT_EQ(raise(ZX_EVENT_NOTIFY_EXTENDED, record_b("a", "b", "c")), 0u);
-    const std::string cmd =
-        zxtest::program_shell_command(std::string(ZX_BINARY_DIR) + "/bin/simctl") + " state eventcenter 2>/dev/null";
-    FILE* p = popen(cmd.c_str(), "r");
-    ASSERT_TRUE(p);
-    std::string out;
-    char buf[4096];
-    while (size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-    int st = pclose(p);
-    ASSERT_TRUE(WIFEXITED(st) && WEXITSTATUS(st) == 0) << out;
+    zxtest::ToolRun run = zxtest::run_tool(std::string(ZX_BINARY_DIR) + "/bin/simctl", {"state", "eventcenter"});
+    const std::string& out = run.out;
+    ASSERT_EQ(run.status, 0) << out << run.err;
     JsonPtr answer(json_tokener_parse(out.c_str()));
     ASSERT_TRUE(answer) << out;
     json_object* events = member(member(answer.get(), "state"), "events");

@@ -75,9 +75,7 @@ testing::AssertionResult SimProcess::start() {
     args.insert(args.end(), {"--ctl", options_.ctl});
     if (!options_.services.empty()) args.insert(args.end(), {"--services", join(options_.services)});
     if (!options_.profile.empty()) args.insert(args.end(), {"--profile", options_.profile});
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
+    std::vector<char*> argv = zxtest::argv_of(args);
 
     int out[2];
     if (pipe2(out, O_CLOEXEC) != 0) return testing::AssertionFailure() << "pipe2: " << strerror(errno);

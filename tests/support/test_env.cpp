@@ -56,10 +56,11 @@ std::vector<std::string> program_command(const std::string& path) {
     return words;
 }
 
-std::string program_shell_command(const std::string& path) {
-    std::string line;
-    for (const std::string& word : program_command(path)) line += (line.empty() ? "" : " ") + word;
-    return line;
+std::vector<char*> argv_of(std::vector<std::string>& words) {
+    std::vector<char*> argv;
+    for (std::string& w : words) argv.push_back(w.data());
+    argv.push_back(nullptr);
+    return argv;
 }
 
 int open_fd_count() {

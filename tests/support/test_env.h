@@ -39,8 +39,8 @@ void set_env(const char* name, const char* value);
 // The words that start one of the build's programs: its path, preceded in a cross build by the
 // emulator that runs the target's programs (the build's CMAKE_CROSSCOMPILING_EMULATOR).
 std::vector<std::string> program_command(const std::string& path);
-// The same words as the start of a shell command line (the build's paths hold no blanks).
-std::string program_shell_command(const std::string& path);
+// The argument vector posix_spawn takes: pointers into words, then a null pointer.
+std::vector<char*> argv_of(std::vector<std::string>& words);
 
 // Number of open file descriptors of this process.
 int open_fd_count();

@@ -28,9 +28,7 @@ ToolProcess::ToolProcess(const std::string& path, const std::vector<std::string>
     errPath_ = scratch_.path() + "/err";
     std::vector<std::string> words = program_command(path);
     words.insert(words.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& w : words) argv.push_back(w.data());
-    argv.push_back(nullptr);
+    std::vector<char*> argv = argv_of(words);
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);

@@ -1,13 +1,11 @@
 // The simulated WLAN radio and configuration services as plug-in code meets them: the profile's
 // radios, SSIDs, LEDs and LAN ports, the wireless-host query filtered by MAC, and state shown and
 // changed from the shell with simctl.
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 
-#include "test_env.h"
+#include "tool_process.h"
 #include "zel_fixture.h"
 
 namespace zeltest {
@@ -79,33 +77,21 @@ TEST_F(SimWlan, HostsFollowTheState) {
               "\"RxRate\":1}]}");
 }
 
-struct CtlRun {
-    int status = -1;
-    std::string out;
-};
-
-CtlRun simctl(const std::string& args) {
-    const std::string path = std::string(ZX_BINARY_DIR) + "/bin/simctl";
-    CtlRun r;
-    FILE* p = popen((zxtest::program_shell_command(path) + " " + args + " 2>/dev/null").c_str(), "r");
-    if (!p) return r;
-    char buf[4096];
-    while (size_t n = fread(buf, 1, sizeof buf, p)) r.out.append(buf, n);
-    int st = pclose(p);
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
+zxtest::ToolRun simctl(const std::vector<std::string>& args) {
+    return zxtest::run_tool(std::string(ZX_BINARY_DIR) + "/bin/simctl", args);
 }
 
 TEST_F(SimWlan, SimctlShowsTheRadiosAndChangesAnSsid) {
     ASSERT_EQ(ZX_JNI_wlanSetChannelWidth(0, 40), 0u);
-    CtlRun state = simctl("state wifi");
+    zxtest::ToolRun state = simctl({"state", "wifi"});
     ASSERT_EQ(state.status, 0);
     JsonPtr answer(json_tokener_parse(state.out.c_str()));
     ASSERT_TRUE(answer) << state.out;
     EXPECT_EQ(num(element(member(answer.get(), "state"), "radios", "index", 0), "channelWidth"), 40);
 
-    CtlRun set = simctl(
-        R"(set app_m '{"ssids":[{"index":1,"name":"FromShell","band":"5GHz","enabled":1,"hidden":1,"security":"None","key":""}]}')");
+    zxtest::ToolRun set = simctl(
+        {"set", "app_m",
+         R"({"ssids":[{"index":1,"name":"FromShell","band":"5GHz","enabled":1,"hidden":1,"security":"None","key":""}]})"});
     ASSERT_EQ(set.status, 0) << set.out;
     char buf[512] = {};
     ASSERT_EQ(ZX_JNI_wlanGetSsidInfo(buf, 1, sizeof buf), 0u);
