@@ -184,17 +184,23 @@ install_target() {
 # clang builds for this machine and are not configured there.
 cross_ctest_exclude='^(java|soak|osgi|Install|Fuzz)\.'
 
+# Configures the build directory of a target with its toolchain file. The suites that start a JVM
+# in their own process (test_jvm_*) link the target's own libjvm, fetched first.
+configure_target() {
+  local arch=$1 build=$2
+  fetch_target_jvm "$build/target-jvm" "$arch"
+  cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZX_BENCH=OFF \
+    -DCMAKE_TOOLCHAIN_FILE="$repo/cmake/toolchain-$arch.cmake" \
+    -DJAVA_JVM_LIBRARY="$target_jvm_home/lib/server/libjvm.so" -DZX_TARGET_JVM_ROOT="$target_jvm_root" >/dev/null
+}
+
 target_build() {
   local arch=$1 t0=$SECONDS t
   install_target "$arch"
   echo "== $arch: packages ready ($((SECONDS - t0)) s)"
   local build=${ZX_CROSS_BUILD:-$repo/build-$arch}
-  # The suites that start a JVM in their own process (test_jvm_*) link the target's own libjvm.
-  fetch_target_jvm "$build/target-jvm" "$arch"
   t=$SECONDS
-  cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZX_BENCH=OFF \
-    -DCMAKE_TOOLCHAIN_FILE="$repo/cmake/toolchain-$arch.cmake" \
-    -DJAVA_JVM_LIBRARY="$target_jvm_home/lib/server/libjvm.so" -DZX_TARGET_JVM_ROOT="$target_jvm_root" >/dev/null
+  configure_target "$arch" "$build"
   # The platform, the simulator, the bridge and every GoogleTest suite (with the tools they start).
   local targets
   mapfile -t targets < <(cd "$build" && ninja -t targets all | grep -oE '^tests/test_[a-z0-9_]+:' |
@@ -214,8 +220,10 @@ target_build() {
 target_junit() {
   local arch=$1
   shift
+  local build=${ZX_CROSS_BUILD:-$repo/build-$arch}
   install_target "$arch"
-  bash "$repo/scripts/lib/target_junit.sh" "${ZX_CROSS_BUILD:-$repo/build-$arch}" "$@"
+  configure_target "$arch" "$build"
+  bash "$repo/scripts/lib/target_junit.sh" "$build" "$@"
 }
 
 case "${1:-}" in

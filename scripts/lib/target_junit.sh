@@ -6,7 +6,7 @@
 #
 #   scripts/lib/target_junit.sh BUILD [CLASS...]
 #
-# BUILD is the cross build directory (configured here when it is not yet). CLASS names a class as
+# BUILD is the configured cross build directory. CLASS names a class as
 # ctest does, with or without "java." (LoidTest, usb.UsbBindingsTest); without any, every class
 # that can run there. Each class prints PASS or FAIL with its seconds; its whole output goes to
 # BUILD/target-jvm/logs/CLASS.log, and its last lines are shown when it fails.
@@ -38,7 +38,7 @@ limit=${ZX_JUNIT_TIME_LIMIT:-1200}
 
 (($# >= 1)) || { sed -n '7p' "$0" | sed 's/^# //' >&2; exit 2; }
 [ -n "$1" ] || { echo "target_junit.sh: no build directory" >&2; exit 2; }
-build=$(mkdir -p "$1" && cd "$1" && pwd)
+build=$(cd "$1" && pwd)
 shift
 
 # Classes that cannot run in the emulated JVM, with the reason said in the output.
@@ -53,10 +53,8 @@ declare -A not_run=(
 # ---------------------------------------------------------------------------------------------
 # The cross build: the libraries, the programs the tests start and the test classes.
 t0=$SECONDS
-if [ ! -f "$build/CMakeCache.txt" ]; then
-  cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZX_BENCH=OFF \
-    -DCMAKE_TOOLCHAIN_FILE="$repo/cmake/toolchain-$arch.cmake" >/dev/null
-fi
+[ -f "$build/CMakeCache.txt" ] ||
+  { echo "target_junit.sh: $build is not configured (scripts/cross.sh armhf-junit configures it)" >&2; exit 2; }
 cmake --build "$build" -j "$jobs" --target zx_kor_basic zxjavabridge gatewaysim busprobe zxmon \
   zxdeviceservice zxbridge_tests
 echo "== $arch-junit: built ($((SECONDS - t0)) s)"
